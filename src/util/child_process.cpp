@@ -1,0 +1,221 @@
+#include "util/child_process.h"
+
+#include "util/descriptors.h"
+#include "util/malloced.h"
+#include "util/report.h"
+#include "util/text_buffer.h"
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+namespace
+{
+
+constexpr std::size_t buffer_step = 4096;
+constexpr std::size_t buffer_min_free = 2048;
+constexpr int quiet_interval_ms = 1000;
+
+[[noreturn]] void become_program(const int (&streams)[3], const char *path, char *const argv[])
+{
+    for (int target = 0; target < 3; ++target) {
+        if (attach_descriptor(streams[target], target) == -1) {
+            ::dprintf(STDERR_FILENO, "fork_execv: dup() failed: %s\n", std::strerror(errno));
+            ::_exit(child_start_failed);
+        }
+    }
+    close_descriptors_from(STDERR_FILENO + 1);
+    ::execv(path, argv);
+    ::dprintf(STDERR_FILENO, "fork_execv: execv(\"%s\") failed: %s\n", path, std::strerror(errno));
+    ::_exit(child_start_failed);
+}
+
+// One captured stream of a child: the pipe's read end, open until its end of data, and the text.
+struct Capture {
+    Descriptor source;
+    TextBuffer text;
+};
+
+void make_room(TextBuffer &text)
+{
+    if (text.free_bytes() > buffer_min_free) {
+        return;
+    }
+    const std::size_t capacity = text.capacity();
+    if (!text.grow_to(capacity <= buffer_step ? capacity + buffer_step : capacity * 2)) {
+        report(1, 0, "Cannot allocate memory");
+    }
+}
+
+void read_once(Capture &capture)
+{
+    make_room(capture.text);
+    const ssize_t count = ::read(capture.source.get(), capture.text.end(), capture.text.room());
+    if (count > 0) {
+        capture.text.added(static_cast<std::size_t>(count));
+        return;
+    }
+    if (count == -1) {
+        if (errno == EAGAIN || errno == EINTR) {
+            return;
+        }
+        std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(errno));
+    }
+    capture.source.close();
+}
+
+// Waits until an open source has data, for at most the quiet interval, and reads it. Returns false
+// if the time has passed without any.
+bool read_ready(Capture (&captures)[2])
+{
+    pollfd sources[2];
+    for (int i = 0; i < 2; ++i) {
+        sources[i] = {captures[i].source.get(), POLLIN, 0}; // a negative descriptor is passed over
+    }
+    if (::poll(sources, 2, quiet_interval_ms) <= 0) {
+        return false;
+    }
+    for (int i = 0; i < 2; ++i) {
+        if (sources[i].revents != 0) {
+            read_once(captures[i]);
+        }
+    }
+    return true;
+}
+
+bool any_open(const Capture (&captures)[2])
+{
+    return captures[0].source.is_open() || captures[1].source.is_open();
+}
+
+// Reads both streams until they end or the child has ended and left them quiet. Returns what has
+// become of the child, as fork_execv_getouterr does.
+int collect(pid_t pid, const char *path, Capture (&captures)[2])
+{
+    while (any_open(captures)) {
+        if (read_ready(captures)) {
+            continue;
+        }
+        int status = 0;
+        const pid_t ended = ::waitpid(pid, &status, WNOHANG);
+        if (ended != 0) {
+            captures[0].source.close();
+            captures[1].source.close();
+            return ended == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        }
+    }
+    return wait_child(pid, path, nullptr);
+}
+
+bool is_empty(const char *text)
+{
+    return text == nullptr || *text == '\0';
+}
+
+} // namespace
+
+pid_t fork_execv_pipes(int input, int output, int error, const char *path, char *const argv[])
+{
+    std::fflush(stdout);
+    const pid_t pid = ::fork();
+    if (pid == -1) {
+        report(1, 0, "fork_execv_pipes: fork() failed");
+    }
+    if (pid == 0) {
+        become_program({input, output, error}, path, argv);
+    }
+    return pid;
+}
+
+int wait_child(pid_t pid, const char *name, int *raw_status)
+{
+    const char *const shown = name == nullptr ? "<unknown>" : name;
+    const long id = pid;
+    if (pid < 0) {
+        log_output(log_level_error, "fork before spawning '%s' failed", shown);
+        return -1;
+    }
+    int status = 0;
+    pid_t waited = -1;
+    do {
+        waited = ::waitpid(pid, &status, WUNTRACED);
+    } while (waited == -1 && errno == EINTR);
+    if (raw_status != nullptr) {
+        *raw_status = status;
+    }
+    if (waited == -1) {
+        const int error_number = errno;
+        log_output(log_level_error, "waitpid(%ld) for '%s' process failed: %s (%d)", id, shown,
+                   std::strerror(error_number), error_number);
+        return -1;
+    }
+    if (waited == 0) {
+        log_output(log_level_error, "waitpid(%ld) for '%s' process returned unexpected 0 code", id,
+                   shown);
+        return -1;
+    }
+    if (WIFEXITED(status)) {
+        return WEXITSTATUS(status);
+    }
+    const long waited_id = waited;
+    if (WIFSIGNALED(status)) {
+        log_output(log_level_warning, "waitpid(%ld)=%ld: process '%s' killed by signal %d", id,
+                   waited_id, shown, WTERMSIG(status));
+    } else if (WIFSTOPPED(status)) {
+        log_output(log_level_warning, "waitpid(%ld)=%ld: process '%s' stopped by signal %d", id,
+                   waited_id, shown, WSTOPSIG(status));
+    } else {
+        log_output(log_level_warning, "waitpid(%ld)=%ld: process '%s' continued", id, waited_id,
+                   shown);
+    }
+    return -1;
+}
+
+int fork_execv_getouterr(char **output, char **error, const char *path, char *const argv[])
+{
+    Pipe pipes[2];
+    if (!pipes[0].open() || !pipes[1].open()) {
+        report(1, 0, "fork_execv_getouterr: pipe() failed");
+    }
+    Capture captures[2];
+    for (int i = 0; i < 2; ++i) {
+        captures[i].source = std::move(pipes[i].read_end);
+        if (!set_non_blocking(captures[i].source.get())) {
+            report(1, 0, "fork_execv_getouterr: fcntl(O_NONBLOCK) failed");
+        }
+    }
+    const pid_t pid = fork_execv_pipes(STDIN_FILENO, pipes[0].write_end.get(),
+                                       pipes[1].write_end.get(), path, argv);
+    pipes[0].write_end.close();
+    pipes[1].write_end.close();
+    const int result = collect(pid, path, captures);
+    *output = captures[0].text.release();
+    *error = captures[1].text.release();
+    return result;
+}
+
+int run_and_report(const char *path, char *const argv[], bool quiet)
+{
+    char *output = nullptr;
+    char *error = nullptr;
+    const int result = fork_execv_getouterr(&output, &error, path, argv);
+    const Malloced<char> owned_output(output);
+    const Malloced<char> owned_error(error);
+    if (result == 0 || quiet) {
+        return result;
+    }
+    if (!is_empty(output)) {
+        std::fputs(output, stderr);
+    }
+    if (is_empty(error)) {
+        report(0, 0, "%s execution failed (no output)", path);
+    } else {
+        report(0, 0, "%s execution failed:\n%s", path, error);
+    }
+    return result;
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <sys/types.h>
+
+// Child processes started from a path and an argument vector, whose first entry is the program's
+// name and whose last is null. What is pending on standard output is flushed before each start.
+
+// The exit status of a child that could not be set up or could not become its program.
+constexpr int child_start_failed = 255;
+
+// Starts a program with the three descriptors as its standard input, output and error; -1 stands
+// for "/dev/null". All other descriptors are closed in the child. They stay open in the parent,
+// which waits for the child and owns them. Descriptors 0 to 2 must not be free.
+// Returns the child's process id; a failed fork is reported with exit status 1, which ends the
+// program. A child that fails to start says so on its standard error and exits with 255.
+pid_t fork_execv_pipes(int input, int output, int error, const char *path, char *const argv[]);
+
+// Waits for the child. name: what messages call it, "<unknown>" if null. raw_status: where to put
+// the status as the system gave it, unless null.
+// Returns the exit status. A child that ended by a signal or was stopped, a negative id (the fork
+// had failed) and a failed wait are logged and give -1.
+int wait_child(pid_t pid, const char *name, int *raw_status);
+
+// Runs a program with its standard output and error captured and its standard input inherited.
+// Puts newly allocated, terminated texts into *output and *error, which the caller frees; null if
+// nothing was read from the stream.
+// Returns the exit status, or -1 if the program was killed or its status could not be learned. Does
+// not wait for processes that the program leaves behind with its streams open: it returns within
+// about a second after the program has ended and the streams have gone quiet.
+// Failures of pipes, fork and memory are reported with exit status 1, which ends the program.
+int fork_execv_getouterr(char **output, char **error, const char *path, char *const argv[]);
+
+// Runs a program as fork_execv_getouterr does and returns its result. Unless quiet, a result other
+// than 0 is reported: what the program wrote on standard output goes to standard error as it
+// stands, then comes a report with the path and what it wrote on standard error.
+int run_and_report(const char *path, char *const argv[], bool quiet);

@@ -1,0 +1,101 @@
+#include "util/directory_walk.h"
+
+#include "util/descriptors.h"
+#include "util/report.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+namespace
+{
+
+struct CloseListing {
+    void operator()(DIR *listing) const noexcept { ::closedir(listing); }
+};
+using Listing = std::unique_ptr<DIR, CloseListing>;
+
+Listing open_listing(const char *path, FinalLink final_link)
+{
+    const int link_flag = final_link == FinalLink::refuse ? O_NOFOLLOW : 0;
+    Descriptor directory(::open(path, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | link_flag));
+    if (!directory.is_open()) {
+        return nullptr;
+    }
+    Listing listing(::fdopendir(directory.get()));
+    if (listing != nullptr) {
+        directory.release(); // closed with the listing
+    }
+    return listing;
+}
+
+// Reports a failure with the text of errno. Always false.
+bool failed(int exit_status, const char *format, const char *name)
+{
+    report(exit_status, 0, format, name, std::strerror(errno));
+    return false;
+}
+
+const char *next_name(DIR *listing)
+{
+    errno = 0;
+    const dirent *const entry = ::readdir(listing);
+    return entry == nullptr ? nullptr : entry->d_name;
+}
+
+bool visit_entries(DIR *listing, int exit_status, const EntryVisitor &visit)
+{
+    while (const char *const name = next_name(listing)) {
+        struct stat status = {};
+        if (::lstat(name, &status) != 0) {
+            if (errno == ENOENT) {
+                continue;
+            }
+            return failed(exit_status, "Unable to check directory entry %s: %s\n", name);
+        }
+        if (!visit(name, status)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool walk_directory(const char *path, FinalLink final_link, int exit_status,
+                    const EntryVisitor &visit)
+{
+    const char *const no_current_dir = "Unable to get file descriptor of current dir: %s\n";
+    Descriptor saved(::open(".", O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!saved.is_open()) {
+        report(exit_status, 0, no_current_dir, std::strerror(errno));
+        return false;
+    }
+    Listing listing = open_listing(path, final_link);
+    if (listing == nullptr) {
+        return failed(exit_status, "Unable to open dir %s: %s\n", path);
+    }
+    if (::fchdir(::dirfd(listing.get())) != 0) {
+        return failed(exit_status, "Unable to change dir %s: %s\n", path);
+    }
+    if (!visit_entries(listing.get(), exit_status, visit)) {
+        saved.release();
+        static_cast<void>(listing.release());
+        return false;
+    }
+    if (errno != 0) {
+        failed(exit_status, "Unable to read dir %s: %s\n", path);
+    }
+    if (::fchdir(saved.get()) != 0 || saved.close() != 0) {
+        report(exit_status, 0, "Unable to restore & close current dir: %s\n", std::strerror(errno));
+        return false;
+    }
+    if (::closedir(listing.release()) != 0) {
+        return failed(exit_status, "Unable to close dir %s: %s\n", path);
+    }
+    return true;
+}

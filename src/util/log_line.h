@@ -1,0 +1,8 @@
+#pragma once
+
+#include <string>
+
+// Writes the text and an end-of-line to the standard log stream in one write and flushes it. What
+// is pending on standard output goes out first, so that the lines of both streams keep their order
+// where they end up in one file.
+void log_line(const std::string &text);
