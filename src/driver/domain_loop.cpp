@@ -1,5 +1,6 @@
 #include "driver/domain_loop.h"
 
+#include "awstats/awstats_run.h"
 #include "util/log_line.h"
 #include "webalizer/webalizer_run.h"
 
@@ -18,6 +19,7 @@ void process_domain(const std::string &domain, WebstatKind kind)
         break;
     case webstat_awstats:
         log_line("Webstat: awstats");
+        awstats_run(domain);
         break;
     default:
         log_line("Webstat: none");

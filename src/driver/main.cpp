@@ -7,6 +7,7 @@
 
 #include <boost/program_options.hpp>
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 
@@ -53,6 +54,7 @@ DomainKindMap select_domains(const po::variables_map &options)
 int main(int argc, char **argv)
 {
     open_standard_descriptors();
+    std::signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody learns how a child ended
     const po::options_description description = describe_options();
     const po::variables_map options = parse(argc, argv, description);
     if (options.count("help") != 0) {

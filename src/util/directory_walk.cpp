@@ -67,7 +67,7 @@ bool visit_entries(DIR *listing, int exit_status, const EntryVisitor &visit)
 } // namespace
 
 bool walk_directory(const char *path, FinalLink final_link, int exit_status,
-                    const EntryVisitor &visit)
+                    const EntryVisitor &visit, const ListingEnd &listed)
 {
     const char *const no_current_dir = "Unable to get file descriptor of current dir: %s\n";
     Descriptor saved(::open(".", O_RDONLY | O_NONBLOCK | O_CLOEXEC));
@@ -82,13 +82,14 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
     if (::fchdir(::dirfd(listing.get())) != 0) {
         return failed(exit_status, "Unable to change dir %s: %s\n", path);
     }
-    if (!visit_entries(listing.get(), exit_status, visit)) {
+    const bool visited = visit_entries(listing.get(), exit_status, visit);
+    if (visited && errno != 0) {
+        failed(exit_status, "Unable to read dir %s: %s\n", path);
+    }
+    if (!visited || (listed && !listed())) {
         saved.release();
         static_cast<void>(listing.release());
         return false;
-    }
-    if (errno != 0) {
-        failed(exit_status, "Unable to read dir %s: %s\n", path);
     }
     if (::fchdir(saved.get()) != 0 || saved.close() != 0) {
         report(exit_status, 0, "Unable to restore & close current dir: %s\n", std::strerror(errno));
@@ -98,4 +99,9 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
         return failed(exit_status, "Unable to close dir %s: %s\n", path);
     }
     return true;
+}
+
+bool is_dot_or_dot_dot(const char *name)
+{
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }

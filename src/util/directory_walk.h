@@ -9,6 +9,10 @@
 // whether the walk goes on.
 using EntryVisitor = std::function<bool(const char *name, const struct stat &status)>;
 
+// Called after the last entry, before the walk returns to the saved working directory. Returns
+// whether the walk goes on.
+using ListingEnd = std::function<bool()>;
+
 // Whether a walk accepts a path whose last component is a symbolic link to a directory.
 enum class FinalLink { follow, refuse };
 
@@ -21,9 +25,11 @@ enum class FinalLink { follow, refuse };
 // Returns true when all of this succeeded. Each failure is reported with the exit status, and a
 // status other than 0 thereby ends the program; with 0 the walk returns false:
 // - a failure to save, open or change: the working directory is as before and nothing stays open;
-// - a failure to check an entry, or a visitor that returns false: the walk stops at once and leaves
-//   the working directory, the saved descriptor and the listing as they are;
+// - a failure to check an entry, or false from visit or from listed: the walk stops at once and
+//   leaves the working directory, the saved descriptor and the listing as they are;
 // - a failure to return or to close: what could not be restored stays so.
 // A listing that can't be read to its end is reported and taken to end there.
 bool walk_directory(const char *path, FinalLink final_link, int exit_status,
-                    const EntryVisitor &visit);
+                    const EntryVisitor &visit, const ListingEnd &listed = {});
+
+bool is_dot_or_dot_dot(const char *name);

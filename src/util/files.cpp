@@ -26,11 +26,6 @@ void require_removed(int result, const char *format, const char *path)
     }
 }
 
-bool is_dot_or_dot_dot(const char *name)
-{
-    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
-}
-
 bool remove_entry(const char *name, const struct stat &status)
 {
     if (!S_ISDIR(status.st_mode)) {

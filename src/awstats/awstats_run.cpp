@@ -1,0 +1,75 @@
+#include "awstats/awstats_run.h"
+
+#include "awstats/monthly_pages.h"
+#include "config/server_config.h"
+#include "driver/domains.h"
+#include "exec/ExecCmd.h"
+#include "util/bounded_format.h"
+#include "util/log_line.h"
+#include "webalizer/frame_pages.h"
+#include "webalizer/truncate_log.h"
+
+#include <boost/filesystem.hpp>
+
+namespace fs = boost::filesystem;
+
+namespace
+{
+
+// Whether the log exists and is not known to be empty. The size of something that is not a regular
+// file can't be read, which is not taken for empty.
+bool may_have_records(const std::string &log)
+{
+    boost::system::error_code error;
+    const fs::file_type type = fs::status(log, error).type();
+    return type != fs::file_not_found && type != fs::status_error && fs::file_size(log, error) != 0;
+}
+
+void update(const DomainPaths &paths, const LogSource &source, const std::string &log)
+{
+    korvo::ExecCmd command(std::string(conf_get(AWSTATS_BIN_D)) + "/awstats.pl");
+    command.setEnv("AWSTATS_ENABLE_CONFIG_DIR", "yes");
+    command.addArg("-update")
+        .addArg("-configdir=" + std::string(conf_get(PRODUCT_ROOT_D)) + "/etc/awstats")
+        .addArg("-config=" + paths.domain + "-" + source.service)
+        .addArg("-LogFile=" + log);
+    log_line("\n" + command.commandLine());
+    try {
+        command.run();
+        truncate_log(log);
+    } catch (const korvo::ExecCmd::ExFailed &failure) {
+        log_line(failure.what());
+        log_line("The log will not be truncated because of errors above: " + log);
+    }
+}
+
+void process_log(const DomainPaths &paths, const LogSource &source)
+{
+    if (!has_own_statistics(source)) {
+        log_line(std::string("Skip log `") + source.log_name + "' because it has parent `" +
+                 parent_log_name(source) + "'");
+        return;
+    }
+    const std::string log = prepared_log_path(paths, source);
+    if (!may_have_records(log)) {
+        log_line("Skip log" + log + " because it is empty or does not exist");
+        return;
+    }
+    log_line("Processing the log " + log);
+    update(paths, source, log);
+    build_previous_month_pages(paths, source, domain_conf_path(paths, "prev_month.found"));
+    build_current_month_pages(paths, source);
+    write_frame_pages(
+        format_bounded("%s/%s", statistics_dir_path(paths).c_str(), source.webstat_dir));
+}
+
+} // namespace
+
+void awstats_run(const std::string &domain)
+{
+    log_line("Executing awstats...");
+    const DomainPaths paths = domain_paths(domain);
+    for (const LogSource &source : log_sources) {
+        process_log(paths, source);
+    }
+}

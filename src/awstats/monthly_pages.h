@@ -1,0 +1,31 @@
+#pragma once
+
+#include "driver/domains.h"
+
+#include <ctime>
+#include <string>
+
+// The static pages of one log, a directory per month in the log's statistics subdirectory, made by
+// AWStats' page builder. Each month's index.html is a link to AWStats' main page, and the link
+// "current" leads to the current month. Months follow the local time zone.
+//
+// Failures of the page builder, of a link and of a directory are reported, and the run goes on.
+// Other system errors of starting a program leave as korvo::SystemError.
+
+// Makes the pages of the previous month, if the marker file exists; then the marker is removed,
+// whatever came of it, so that only the first log of a run that gets here is rebuilt.
+// The page builder gets each option and its value as separate arguments.
+void build_previous_month_pages(const DomainPaths &paths, const LogSource &source,
+                                const std::string &marker_path);
+
+// Removes the one month that has now passed the domain's time-to-live, points "current" at the
+// current month, makes its directory if needed (owned by root, mode 0755), and makes its pages
+// through "current". A removal that fails ends the program (see remove_tree).
+// The page builder is started by the shell with the names as they are, unquoted: no domain must
+// have characters in its name that mean something to a shell.
+// Leaves AWSTATS_ENABLE_CONFIG_DIR=yes in the process's environment.
+void build_current_month_pages(const DomainPaths &paths, const LogSource &source);
+
+// The month of the time as "%Y-%m", in a static buffer that the next call overwrites; null if it
+// can't be told.
+const char *month_string(const time_t *time);

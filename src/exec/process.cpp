@@ -1,0 +1,295 @@
+#include "exec/process.h"
+
+#include "exec/system_error.h"
+#include "util/accounts.h"
+#include "util/descriptors.h"
+#include "util/report.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+namespace korvo
+{
+
+namespace
+{
+
+constexpr std::size_t read_size = 4096;
+
+// Keeps SIGPIPE from being delivered during its life: one that comes up is taken back.
+class SigpipeHeld
+{
+public:
+    SigpipeHeld()
+    {
+        sigemptyset(&sigpipe_);
+        sigaddset(&sigpipe_, SIGPIPE);
+        sigset_t pending;
+        sigpending(&pending);
+        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &sigpipe_, &previous_mask_);
+    }
+    ~SigpipeHeld()
+    {
+        const timespec no_time = {};
+        if (!was_pending_) {
+            sigtimedwait(&sigpipe_, nullptr, &no_time);
+        }
+        pthread_sigmask(SIG_SETMASK, &previous_mask_, nullptr);
+    }
+    SigpipeHeld(const SigpipeHeld &) = delete;
+    SigpipeHeld &operator=(const SigpipeHeld &) = delete;
+
+private:
+    sigset_t sigpipe_ = {};
+    sigset_t previous_mask_ = {};
+    bool was_pending_ = false;
+};
+
+// A started child, waited for at the latest at the end of its owner's life.
+class Child
+{
+public:
+    explicit Child(pid_t pid) : pid_(pid) {}
+    ~Child()
+    {
+        if (pid_ != -1) {
+            wait();
+        }
+    }
+    Child(const Child &) = delete;
+    Child &operator=(const Child &) = delete;
+
+    // The exit status; -1 if there is none to be had.
+    int wait()
+    {
+        int status = 0;
+        pid_t waited = -1;
+        do {
+            waited = ::waitpid(pid_, &status, 0);
+        } while (waited == -1 && (errno == EINTR || errno == ECHILD));
+        pid_ = -1;
+        return waited > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    pid_t pid_;
+};
+
+// The three pipes between the parent and a child.
+struct ChildPipes {
+    Pipe input;
+    Pipe output;
+    Pipe error;
+
+    bool open() { return input.open() && output.open() && error.open(); }
+    bool makeParentEndsNonBlocking() const
+    {
+        return set_non_blocking(input.write_end.get()) && set_non_blocking(output.read_end.get()) &&
+               set_non_blocking(error.read_end.get());
+    }
+    void closeChildEnds()
+    {
+        input.read_end.close();
+        output.write_end.close();
+        error.write_end.close();
+    }
+    bool anyOpen() const
+    {
+        return input.write_end.is_open() || output.read_end.is_open() || error.read_end.is_open();
+    }
+};
+
+void collect(Descriptor &source, bool ready, std::string &text)
+{
+    if (ready && source.get() > 0 && !readToString(source.get(), text)) {
+        source.close();
+    }
+}
+
+void supply(Descriptor &target, bool ready, std::string &text)
+{
+    if (!ready || target.get() <= 0) {
+        return;
+    }
+    writeToString(target.get(), text);
+    if (text.empty()) {
+        target.close();
+    }
+}
+
+// Moves what can be moved through the pipes, once at least one of them is ready. Waits by poll,
+// which takes descriptors of any number.
+void pumpOnce(ChildPipes &pipes, std::string &input, std::string &output, std::string &error)
+{
+    pollfd waiting[] = {
+        {pipes.input.write_end.get(), POLLOUT, 0}, // a negative descriptor is passed over
+        {pipes.output.read_end.get(), POLLIN, 0},
+        {pipes.error.read_end.get(), POLLIN, 0},
+    };
+    if (::poll(waiting, 3, -1) == -1) {
+        if (errno != EINTR) {
+            raiseSystemError("forkExecvGetOutErr: select() failed", errno);
+        }
+        return;
+    }
+    supply(pipes.input.write_end, waiting[0].revents != 0, input);
+    collect(pipes.output.read_end, waiting[1].revents != 0, output);
+    collect(pipes.error.read_end, waiting[2].revents != 0, error);
+}
+
+void switchUser(const std::string &user)
+{
+    if (user.empty() || user_id_or_zero(user.c_str()) == 0) {
+        return;
+    }
+    if (p_setuid(user.c_str()) != 0) {
+        raiseSystemError("forkExecvPipes: p_setuid() to '" + user + "' failed", errno);
+    }
+}
+
+// Turns the child into the program. Not to be left by an exception, which ends the child here:
+// above is the parent's code.
+[[noreturn]] void becomeProgram(const int (&streams)[3], const std::string &path,
+                                char *const argv[], const std::string &user,
+                                const Environment &environment) noexcept
+{
+    for (int target = 0; target < 3; ++target) {
+        dup2Custom(streams[target], target);
+    }
+    close_descriptors_from(STDERR_FILENO + 1);
+    switchUser(user);
+    for (const auto &[name, value] : environment) {
+        if (::setenv(name.c_str(), value.c_str(), 1) == -1) {
+            raiseSystemError("forkExecvPipes: setenv() falied", errno);
+        }
+    }
+    ::execvp(path.c_str(), argv);
+    report(1, 0, "forkExecvPipes: execv() failed: %s\n", std::strerror(errno));
+    std::abort(); // the report has ended the child
+}
+
+} // namespace
+
+int forkExecvGetOutErr(std::string input, std::string &output, std::string &error,
+                       const std::string &path, char *const argv[], const std::string &user,
+                       const Environment &environment)
+{
+    ChildPipes pipes;
+    if (!pipes.open()) {
+        report(1, 0, "forkExecvGetOutErr: pipe() failed");
+    }
+    if (!pipes.makeParentEndsNonBlocking()) {
+        report(1, 0, "forkExecvGetOutErr: fcntl(O_NONBLOCK) failed");
+    }
+    Child child(forkExecvPipes(pipes.input.read_end.get(), pipes.output.write_end.get(),
+                               pipes.error.write_end.get(), path, argv, user, environment));
+    ChildPipes parent_ends = std::move(pipes); // closed before the child is waited for
+    parent_ends.closeChildEnds();
+    while (parent_ends.anyOpen()) {
+        pumpOnce(parent_ends, input, output, error);
+    }
+    return child.wait();
+}
+
+int forkExecvGetOutErr(std::string &output, std::string &error, const std::string &path,
+                       char *const argv[], const std::string &user, const Environment &environment)
+{
+    return forkExecvGetOutErr(std::string(), output, error, path, argv, user, environment);
+}
+
+int forkExecvGetOutErr(std::string &output, std::string &error, const std::string &path,
+                       char *const argv[], const std::string &user)
+{
+    static const Environment no_variables;
+    return forkExecvGetOutErr(output, error, path, argv, user, no_variables);
+}
+
+int forkExecvGetOutErr(std::string &output, std::string &error, const std::string &path,
+                       char *const argv[])
+{
+    return forkExecvGetOutErr(output, error, path, argv, std::string());
+}
+
+int forkExecvGetOutErr(std::string &output, const std::string &path, char *const argv[])
+{
+    std::string dropped;
+    return forkExecvGetOutErr(output, dropped, path, argv);
+}
+
+pid_t forkExecvPipes(int input, int output, int error, const std::string &path, char *const argv[],
+                     const std::string &user, const Environment &environment)
+{
+    std::fflush(stdout);
+    const pid_t pid = ::fork();
+    if (pid == -1) {
+        raiseSystemError("forkExecvPipes: fork() failed", errno);
+    }
+    if (pid == 0) {
+        becomeProgram({input, output, error}, path, argv, user, environment);
+    }
+    return pid;
+}
+
+int dup2Custom(int descriptor, int target)
+{
+    if (descriptor == target) {
+        return descriptor;
+    }
+    if (descriptor == -1) {
+        descriptor = ::open("/dev/null", O_RDWR);
+        if (descriptor == -1) {
+            raiseSystemError("dup2Custom failed", errno);
+        }
+    }
+    return attach_descriptor(descriptor, target);
+}
+
+bool readToString(int descriptor, std::string &text)
+{
+    char buffer[read_size];
+    for (;;) {
+        const ssize_t count = ::read(descriptor, buffer, sizeof buffer);
+        if (count == 0) {
+            return false;
+        }
+        if (count > 0) {
+            text.append(buffer, static_cast<std::size_t>(count));
+        } else if (errno == EAGAIN) {
+            return true;
+        } else if (errno != EINTR) {
+            raiseSystemError("readToString failed", errno);
+        }
+    }
+}
+
+void writeToString(int descriptor, std::string &text)
+{
+    if (text.empty()) {
+        return;
+    }
+    const SigpipeHeld held;
+    while (!text.empty()) {
+        const ssize_t count = ::write(descriptor, text.data(), text.size());
+        if (count >= 0) {
+            text.erase(0, static_cast<std::size_t>(count));
+        } else if (errno == EAGAIN) {
+            return;
+        } else if (errno != EINTR) {
+            raiseSystemError("writeToString failed", errno);
+        }
+    }
+}
+
+} // namespace korvo

@@ -1,0 +1,181 @@
+#include "webalizer/frame_pages.h"
+
+#include "util/bounded_format.h"
+#include "util/descriptors.h"
+#include "util/directory_walk.h"
+#include "util/report.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+namespace
+{
+
+const char index_page[] = R"html(<html>
+<head>
+<meta http-equiv="Content-Type" content="text/html; charset=iso-8859-1">
+<title>AWStats for domain</title>
+</head>
+
+<frameset rows="30,*" cols="*" framespacing="0" frameborder="no" border="0">
+  <frame src="nav.html" name="topFrame" scrolling="No" noresize="noresize" id="topFrame" title="topFrame">
+  <frame src="current/index.html" name="mainFrame" id="mainFrame" title="mainFrame">
+</frameset>
+<noframes>
+<body>
+</body>
+</noframes>
+</html>
+)html";
+constexpr std::size_t index_page_size = sizeof index_page - 1;
+static_assert(index_page_size == 457, "the frameset is fixed");
+
+const char nav_head[] = R"html(<html>
+<head>
+<meta http-equiv="Content-Type" content="text/html; charset=iso-8859-1">
+<title>Navigation</title>
+
+<style type="text/css">
+<!--
+body {
+	margin: 0;
+	padding: 4px;
+	font-family: Tahoma, Verdana, Arial, Helvetica, sans-serif;
+	font-size: 12px;
+	background-color: #6E89DD;
+	color: #FFFFFF;
+	text-align:center;
+	font-weight:bold;
+}
+
+input, select {
+	font-family: Tahoma, Verdana, Arial, Helvetica, sans-serif;
+	font-size: 12px;
+	font-weight:normal;
+}
+
+-->
+</style>
+
+<script language="JavaScript">
+<!-- hide
+function change_page()
+{
+    top.mainFrame.location= document.periodForm.periodSelect.value + '/index.html';
+}
+// -->
+</script>
+
+</head>
+
+<body>
+<form name="periodForm" action="" method="get">
+
+Select period
+<select name="periodSelect" ONCHANGE="change_page()">
+<option value="current">Current</option>
+)html";
+static_assert(sizeof nav_head - 1 == 820, "the navigation head is fixed");
+
+const char nav_foot[] = R"html(</select>
+
+</form>
+</body>
+</html>
+)html";
+
+void report_write_failure(const std::string &path)
+{
+    report(0, 0, "Unable to write to file %s", path.c_str());
+}
+
+bool write_options(std::ofstream &page, const std::string &path, std::vector<std::string> &periods)
+{
+    std::sort(periods.begin(), periods.end());
+    for (const std::string &period : periods) {
+        page << "<option value='" << period << "'>" << period << "</option>\n";
+        if (!page) {
+            report_write_failure(path);
+            return false;
+        }
+    }
+    return true;
+}
+
+// Writes an entry for each subdirectory. Returns whether the page can be completed.
+bool list_periods(std::ofstream &page, const std::string &path, const std::string &statistics_dir)
+{
+    std::vector<std::string> periods;
+    const EntryVisitor collect = [&](const char *name, const struct stat &status) {
+        if (S_ISDIR(status.st_mode) && !is_dot_or_dot_dot(name)) {
+            periods.emplace_back(name);
+        }
+        return true;
+    };
+    const ListingEnd write = [&] {
+        return write_options(page, path, periods);
+    };
+    return walk_directory(statistics_dir.c_str(), FinalLink::follow, 0, collect, write);
+}
+
+} // namespace
+
+void write_frame_pages(const std::string &statistics_dir)
+{
+    write_index_page(format_bounded("%s/index.html", statistics_dir.c_str()));
+    write_nav_page(statistics_dir, format_bounded("%s/nav.html", statistics_dir.c_str()));
+}
+
+void write_index_page(const std::string &path)
+{
+    Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+    if (!file.is_open()) {
+        report(0, 0, "Unable to open file %s: %s", path.c_str(), std::strerror(errno));
+        return;
+    }
+    const ssize_t written = ::write(file.get(), index_page, index_page_size);
+    if (written == -1) {
+        report(0, 0, "Unable to write to file %s: %s", path.c_str(), std::strerror(errno));
+        file.release();
+    } else if (static_cast<std::size_t>(written) < index_page_size) {
+        report(0, 0, "Unable to write %zd bytes to file %s: %zd bytes written",
+               static_cast<ssize_t>(index_page_size), path.c_str(), written);
+        file.release();
+    } else if (file.close() != 0) {
+        report(0, 0, "Unable to close file %s: %s", path.c_str(), std::strerror(errno));
+    }
+}
+
+void write_nav_page(const std::string &statistics_dir, const std::string &path)
+{
+    std::ofstream page(path, std::ios::trunc);
+    if (!page) {
+        report(0, 0, "Unable to open file %s", path.c_str());
+        return;
+    }
+    page << nav_head;
+    if (!page) {
+        report_write_failure(path);
+        return;
+    }
+    struct stat status = {};
+    if (::lstat(statistics_dir.c_str(), &status) != 0 && errno == ENOENT) {
+        report(0, 0, "Unable to get entry %s: %s\n", statistics_dir.c_str(), std::strerror(ENOENT));
+        return;
+    }
+    if (!list_periods(page, path, statistics_dir)) {
+        return;
+    }
+    page << nav_foot;
+    page.close();
+    if (!page) {
+        report_write_failure(path);
+    }
+}
