@@ -1,70 +1,16 @@
-#include "support.h"
+#include "whole_run.h"
 
 #include <boost/filesystem.hpp>
 
 #include <csignal>
+#include <sstream>
 
 namespace fs = boost::filesystem;
 
-namespace
-{
-
-const char *const prepared_banner = "Starting...\nExecuting logs preparation... \n";
-
-// Webalizer's stand-in: notes its arguments and its input in the ledger, says something on both
-// streams, and fails where its arguments match the pattern in the file "fail".
-const char *const webalizer_stub = R"(
-{ echo "args: $*"; cat; } >>"$ROOT/ledger"
-echo said; echo complained >&2
-[ -e "$ROOT/fail" ] || exit 0
-case "$*" in $(cat "$ROOT/fail")) exit 1;; esac
-)";
-
-} // namespace
-
-// A run of the whole program over a tree in the temporary directory; "@" stands for its path in
-// what the program prints.
-class WholeRun : public InTempDir
+// Runs over domains of Webalizer and domains without a generator.
+class WebalizerRun : public WholeRun
 {
 protected:
-    WholeRun()
-    {
-        ::setenv("ROOT", root().c_str(), 1);
-        write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D " + root() + "/v\nPRODUCT_ROOT_D " + root() +
-                                           "/p\nWEB_STAT " + root() + "/webalizer\n");
-        write_script("webalizer", webalizer_stub);
-        write_script("p/admin/sbin/statistics_log_processor", "echo \"args: $*\" >>$ROOT/prepared");
-        fs::create_directories("v/system");
-    }
-
-    static std::string log(const std::string &domain, const std::string &name)
-    {
-        return "v/system/" + domain + "/logs/" + name + ".webstat";
-    }
-
-    static void add_domain(const std::string &domain, bool webalizer,
-                           const std::vector<std::string> &logs)
-    {
-        fs::create_directories("v/system/" + domain + "/statistics");
-        fs::create_directories("v/system/" + domain + "/logs");
-        if (webalizer) {
-            write_file("v/system/" + domain + "/conf/webalizer.conf", "");
-        }
-        for (const std::string &name : logs) {
-            write_file(log(domain, name), name + " record\n");
-        }
-    }
-
-    Outcome run(const std::vector<std::string> &arguments = {}) const
-    {
-        std::vector<std::string> words = {STATISTICS_RUN};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        Outcome outcome = run_program(words);
-        outcome.out = replace_all(outcome.out, root(), "@");
-        outcome.err = replace_all(outcome.err, root(), "@");
-        return outcome;
-    }
-
     static std::string command_start(const std::string &domain)
     {
         return "@/webalizer -c @/v/system/" + domain + "/conf/webalizer.conf -n " + domain +
@@ -92,16 +38,7 @@ protected:
     }
 };
 
-namespace
-{
-
-const char *const proxy_lines =
-    "Skip log `proxy_access_log' because it has parent `access_log'\n"
-    "Skip log `proxy_access_ssl_log' because it has parent `access_ssl_log'\n";
-
-} // namespace
-
-TEST_F(WholeRun, AllDomainsInByteWiseOrder)
+TEST_F(WebalizerRun, AllDomainsInByteWiseOrder)
 {
     add_domain("a.example", true, {"access_log"});
     add_domain("Z.example", false, {"access_log", "xferlog"});
@@ -118,7 +55,7 @@ TEST_F(WholeRun, AllDomainsInByteWiseOrder)
         EXPECT_LT(outcome.err.find(line), start) << name;
     }
     EXPECT_NE(outcome.err.find("no logs\nDomain no logs not exists, skip it\n"), std::string::npos);
-    EXPECT_EQ(outcome.err.substr(start), std::string(prepared_banner) +
+    EXPECT_EQ(outcome.err.substr(start), std::string(preparation_lines) +
                                              "\n-----[ Z.example\nWebstat: none\n"
                                              "\n-----[ a.example\nWebstat: webalizer\n" +
                                              dns_line("a.example", "access_log") +
@@ -138,7 +75,7 @@ TEST_F(WholeRun, AllDomainsInByteWiseOrder)
     EXPECT_EQ(read_file(log("a.example", "access_log")), "");
 }
 
-TEST_F(WholeRun, OneNamedDomainWithAllLogs)
+TEST_F(WebalizerRun, OneNamedDomainWithAllLogs)
 {
     add_domain("a.example", true,
                {"access_log", "access_ssl_log", "proxy_access_log", "proxy_access_ssl_log",
@@ -155,7 +92,7 @@ TEST_F(WholeRun, OneNamedDomainWithAllLogs)
         {"proxy_access_log", "clf", nullptr}, {"proxy_access_ssl_log", "clf", nullptr},
         {"xferlog", "ftp", "anon_ftpstat"},   {"xferlog_regular", "ftp", "ftpstat"},
     };
-    std::string err = std::string(prepared_banner) + "\n-----[ a.example\nWebstat: webalizer\n";
+    std::string err = std::string(preparation_lines) + "\n-----[ a.example\nWebstat: webalizer\n";
     std::string out = "Executing webalizer...\n";
     std::string pages;
     std::string ledger;
@@ -187,16 +124,17 @@ TEST_F(WholeRun, OneNamedDomainWithAllLogs)
     EXPECT_TRUE(exists(log("other", "access_log")));
 }
 
-TEST_F(WholeRun, ANamedDomainWithoutLogs)
+TEST_F(WebalizerRun, ANamedDomainWithoutLogs)
 {
     const Outcome outcome = run({"--calculate-domain", "a.example"});
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, std::string("Domain a.example not exists, skip it\n") + prepared_banner);
+    EXPECT_EQ(outcome.err,
+              std::string("Domain a.example not exists, skip it\n") + preparation_lines);
     EXPECT_EQ(outcome.out, "Finished.\n");
     EXPECT_TRUE(exists("prepared"));
 }
 
-TEST_F(WholeRun, AFailingSecondPassKeepsItsLogAndNothingElse)
+TEST_F(WebalizerRun, AFailingSecondPassKeepsItsLogAndNothingElse)
 {
     add_domain("a.example", true, {"access_log", "xferlog"});
     add_domain("b.example", false, {"access_log"});
@@ -220,7 +158,7 @@ TEST_F(WholeRun, AFailingSecondPassKeepsItsLogAndNothingElse)
     EXPECT_EQ(read_file(log("a.example", "xferlog")), "");
 }
 
-TEST_F(WholeRun, AFailingOutputDirectoryEndsTheDomain)
+TEST_F(WebalizerRun, AFailingOutputDirectoryEndsTheDomain)
 {
     add_domain("a.example", true, {"access_ssl_log", "xferlog"});
     add_domain("b.example", false, {"access_log"});
@@ -243,7 +181,7 @@ TEST_F(WholeRun, AFailingOutputDirectoryEndsTheDomain)
     EXPECT_FALSE(exists(log("b.example", "access_log")));
 }
 
-TEST_F(WholeRun, AFailedPreparationDoesNotStopTheRun)
+TEST_F(WebalizerRun, AFailedPreparationDoesNotStopTheRun)
 {
     fs::remove("p/admin/sbin/statistics_log_processor");
     add_domain("b.example", false, {"access_log"});
@@ -256,7 +194,7 @@ TEST_F(WholeRun, AFailedPreparationDoesNotStopTheRun)
     EXPECT_FALSE(exists(log("b.example", "access_log")));
 }
 
-TEST_F(WholeRun, NoNameRunsACommand)
+TEST_F(WebalizerRun, NoNameRunsACommand)
 {
     const std::string hostile = "x;touch hit;'$(touch hit)`touch hit`\n\" \xff";
     add_domain(hostile, true, {"access_log"});
@@ -266,7 +204,7 @@ TEST_F(WholeRun, NoNameRunsACommand)
     EXPECT_NE(read_file("ledger").find(" -n " + hostile + " -D "), std::string::npos);
 }
 
-TEST_F(WholeRun, ACommandTooLongForItsBufferIsRunAsCut)
+TEST_F(WebalizerRun, ACommandTooLongForItsBufferIsRunAsCut)
 {
     const auto whole_command = [&] {
         const std::string text = pages_command("a.example", "access_log", "clf", "webstat");
@@ -287,7 +225,7 @@ TEST_F(WholeRun, ACommandTooLongForItsBufferIsRunAsCut)
     EXPECT_EQ(read_file(log("a.example", "access_log")), "access_log record\n");
 }
 
-TEST_F(WholeRun, ErrorsThatEndTheProcess)
+TEST_F(WebalizerRun, ErrorsThatEndTheProcess)
 {
     add_domain("dir.example", true, {});
     fs::create_directories(log("dir.example", "access_log"));
@@ -315,7 +253,7 @@ TEST_F(WholeRun, ErrorsThatEndTheProcess)
     EXPECT_NE(outcome.err.find("@/v/system/"), std::string::npos);
 }
 
-TEST_F(WholeRun, HelpDoesNothingElse)
+TEST_F(WebalizerRun, HelpDoesNothingElse)
 {
     const Outcome outcome = run({"--help"});
     EXPECT_EQ(outcome.status, 0);
@@ -329,7 +267,7 @@ TEST_F(WholeRun, HelpDoesNothingElse)
     EXPECT_FALSE(exists("prepared"));
 }
 
-TEST_F(WholeRun, AClosedStandardOutputNeverBecomesALog)
+TEST_F(WebalizerRun, AClosedStandardOutputNeverBecomesALog)
 {
     add_domain("a.example", true, {"access_log"});
     write_file("fail", "*");
