@@ -1,0 +1,64 @@
+#!/bin/bash
+# Builds statistics_run, lays out a sample server under build/demo and makes its statistics.
+# Run again, it makes the statistics of what has come to the logs in the meantime.
+set -euo pipefail
+cd -P "$(dirname "${BASH_SOURCE[0]}")"
+. scripts/packages.sh
+
+build=$PWD/build/demo
+server=$build/server
+[[ $PWD != *[:=\|\;\"\\\#[:cntrl:]]* ]] ||
+    fail "the demo works in no directory that has one of : = | ; \" \\ # in its path: $PWD"
+. demo/tree.sh
+. demo/checks.sh
+
+web_logs=(access_log access_ssl_log)
+proxy_logs=(proxy_access_log proxy_access_ssl_log)
+ftp_logs=(xferlog xferlog_regular)
+
+build_program() {
+    install_packages g++ cmake make libboost-filesystem-dev libboost-program-options-dev \
+        libboost-system-dev webalizer
+    cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
+        -DCMAKE_INSTALL_SYSCONFDIR="$server/etc"
+    cmake --build "$build" --target statistics_run --parallel "$(nproc)"
+}
+
+lay_out() {
+    lay_out_server
+    lay_out_webalizer_domain shop.example
+    write_logs shop.example "${web_logs[@]}" "${proxy_logs[@]}" "${ftp_logs[@]}"
+    lay_out_webalizer_domain blog.example
+    write_logs blog.example access_log
+    lay_out_domain parked.example
+    write_logs parked.example access_log xferlog
+    mkdir -p "$domains/new.example/conf" # has no logs yet
+}
+
+# Every address in the logs is looked up. The limits keep this short where no name server answers.
+run_program() {
+    as_root env RES_OPTIONS='timeout:1 attempts:1' "$build/statistics_run"
+}
+
+check() {
+    printf '\nPages:\n'
+    check_webalizer_log shop.example access_log webstat
+    check_webalizer_log shop.example access_ssl_log webstat-ssl
+    check_webalizer_log shop.example xferlog anon_ftpstat
+    check_webalizer_log shop.example xferlog_regular ftpstat
+    check_webalizer_log blog.example access_log webstat
+
+    local log
+    for log in "${proxy_logs[@]}"; do
+        check_untouched_log shop.example "$log"
+    done
+    for log in access_log xferlog; do
+        check_removed_log parked.example "$log"
+    done
+    [[ $failures -eq 0 ]] || fail "$failures of the checks failed"
+}
+
+build_program
+lay_out
+run_program
+check

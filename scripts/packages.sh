@@ -1,0 +1,50 @@
+# shellcheck shell=bash
+# Installs Debian packages. Sourced by the scripts that need some.
+
+# Ends the script with a message.
+fail() {
+    printf '%s: %s\n' "${0##*/}" "$1" >&2
+    exit 1
+}
+
+# Runs a command with root's rights.
+as_root() {
+    if [[ $EUID -eq 0 ]]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo -- "$@"
+    else
+        fail "this needs root's rights: run it as root, or install sudo"
+    fi
+}
+
+is_installed() {
+    [[ $(dpkg-query --show --showformat='${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# Runs apt-get, showing what it writes only if it fails.
+quiet_apt_get() {
+    local output
+    if ! output=$(as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get -q -o DPkg::Lock::Timeout=300 "$@" 2>&1); then
+        printf '%s\n' "$output" >&2
+        return 1
+    fi
+}
+
+# Installs those of the packages that are missing.
+install_packages() {
+    local package missing=()
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    if [[ ${#missing[@]} -eq 0 ]]; then
+        return
+    fi
+    command -v apt-get >/dev/null || fail "there is no apt-get to install ${missing[*]}"
+    as_root true || fail "cannot get root's rights to install ${missing[*]}"
+    printf 'Installing %s\n' "${missing[*]}"
+    quiet_apt_get update || printf 'Going on with the package lists as they are\n' >&2
+    quiet_apt_get install --yes --no-install-recommends "${missing[@]}" ||
+        fail "cannot install ${missing[*]}"
+}
