@@ -26,6 +26,7 @@ namespace
 {
 
 constexpr std::size_t read_size = 4096;
+constexpr std::size_t supply_size = 1U << 20;
 
 // Keeps SIGPIPE from being delivered during its life: one that comes up is taken back.
 class SigpipeHeld
@@ -118,20 +119,37 @@ void collect(Descriptor &source, bool ready, std::string &text)
     }
 }
 
-void supply(Descriptor &target, bool ready, std::string &text)
+// The input of a child, handed to writeToString in pieces: it moves what is left of one to its
+// front with every write.
+class Supply
 {
-    if (!ready || target.get() <= 0) {
-        return;
+public:
+    explicit Supply(std::string text) : text_(std::move(text)) {}
+
+    void write(Descriptor &target, bool ready)
+    {
+        if (!ready || target.get() <= 0) {
+            return;
+        }
+        if (piece_.empty()) {
+            piece_ = text_.substr(taken_, supply_size);
+            taken_ += piece_.size();
+        }
+        writeToString(target.get(), piece_);
+        if (piece_.empty() && taken_ == text_.size()) {
+            target.close();
+        }
     }
-    writeToString(target.get(), text);
-    if (text.empty()) {
-        target.close();
-    }
-}
+
+private:
+    std::string text_;
+    std::size_t taken_ = 0;
+    std::string piece_;
+};
 
 // Moves what can be moved through the pipes, once at least one of them is ready. Waits by poll,
 // which takes descriptors of any number.
-void pumpOnce(ChildPipes &pipes, std::string &input, std::string &output, std::string &error)
+void pumpOnce(ChildPipes &pipes, Supply &supply, std::string &output, std::string &error)
 {
     pollfd waiting[] = {
         {pipes.input.write_end.get(), POLLOUT, 0}, // a negative descriptor is passed over
@@ -144,7 +162,7 @@ void pumpOnce(ChildPipes &pipes, std::string &input, std::string &output, std::s
         }
         return;
     }
-    supply(pipes.input.write_end, waiting[0].revents != 0, input);
+    supply.write(pipes.input.write_end, waiting[0].revents != 0);
     collect(pipes.output.read_end, waiting[1].revents != 0, output);
     collect(pipes.error.read_end, waiting[2].revents != 0, error);
 }
@@ -197,8 +215,9 @@ int forkExecvGetOutErr(std::string input, std::string &output, std::string &erro
                                pipes.error.write_end.get(), path, argv, user, environment));
     ChildPipes parent_ends = std::move(pipes); // closed before the child is waited for
     parent_ends.closeChildEnds();
+    Supply supply(std::move(input));
     while (parent_ends.anyOpen()) {
-        pumpOnce(parent_ends, input, output, error);
+        pumpOnce(parent_ends, supply, output, error);
     }
     return child.wait();
 }

@@ -97,7 +97,8 @@ public:
     // The message with its arguments. Ends the process if arguments are missing.
     const char *what() const noexcept override
     {
-        text_ = message_.str();
+        const std::string text = message_.str();
+        text_ = text; // a copy: what an earlier call has returned stays valid
         return text_.c_str();
     }
 

@@ -18,10 +18,12 @@ class Files : public InTempDir
 
 TEST_F(Files, MakeDirOwnedMakesAndResets)
 {
-    ::umask(077);
-    EXPECT_EQ(make_dir_owned("fresh", 12, 34, 0755), 0);
     ::mkdir("old", 0700);
-    EXPECT_EQ(make_dir_owned("old", 12, 34, 0755), 0);
+    in_child([] {
+        ::umask(077);
+        EXPECT_EQ(make_dir_owned("fresh", 12, 34, 0755), 0);
+        EXPECT_EQ(make_dir_owned("old", 12, 34, 0755), 0);
+    });
     for (const char *const path : {"fresh", "old"}) {
         struct stat status = {};
         ASSERT_EQ(::stat(path, &status), 0);
