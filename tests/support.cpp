@@ -16,8 +16,49 @@ namespace
 {
 
 constexpr int failed_expectation = 99;
+constexpr int escaped_exception = 98;
 
+// Calls the function, in a child process. The exception of a child must not come out of the test.
+int call(const std::function<void()> &function)
+{
+    try {
+        function();
+        std::fflush(nullptr);
+        return testing::Test::HasFailure() ? failed_expectation : 0;
+    } catch (...) {
+        return escaped_exception;
+    }
 }
+
+std::string contents(std::FILE *file)
+{
+    std::string text;
+    std::rewind(file);
+    for (int character = std::getc(file); character != EOF; character = std::getc(file)) {
+        text += static_cast<char>(character);
+    }
+    std::fclose(file);
+    return text;
+}
+
+Outcome capture(const std::function<void()> &function)
+{
+    std::FILE *const out = std::tmpfile();
+    std::FILE *const err = std::tmpfile();
+    std::fflush(nullptr);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::dup2(::fileno(out), STDOUT_FILENO);
+        ::dup2(::fileno(err), STDERR_FILENO);
+        ::_exit(call(function));
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return {contents(out), contents(err),
+            WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
+}
+
+} // namespace
 
 InTempDir::InTempDir() : previous_(fs::current_path().string())
 {
@@ -35,39 +76,16 @@ InTempDir::~InTempDir()
     fs::remove_all(root_);
 }
 
-Outcome in_child(const std::function<void()> &function)
+Outcome in_child(const std::function<void()> &function, int expected_status)
 {
-    std::FILE *const out = std::tmpfile();
-    std::FILE *const err = std::tmpfile();
-    std::fflush(nullptr);
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        ::dup2(::fileno(out), 1);
-        ::dup2(::fileno(err), 2);
-        function();
-        std::fflush(nullptr);
-        ::_exit(testing::Test::HasFailure() ? failed_expectation : 0);
-    }
-    int status = 0;
-    ::waitpid(pid, &status, 0);
-    const auto text_of = [](std::FILE *file) {
-        std::string text;
-        std::rewind(file);
-        for (int c = std::getc(file); c != EOF; c = std::getc(file)) {
-            text += static_cast<char>(c);
-        }
-        std::fclose(file);
-        return text;
-    };
-    Outcome outcome = {text_of(out), text_of(err),
-                       WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
-    EXPECT_NE(outcome.status, failed_expectation) << outcome.out;
+    Outcome outcome = capture(function);
+    EXPECT_EQ(outcome.status, expected_status) << outcome.out << outcome.err;
     return outcome;
 }
 
 Outcome run_program(const std::vector<std::string> &words)
 {
-    return in_child([&] {
+    return capture([&] {
         std::vector<char *> argv;
         argv.reserve(words.size() + 1);
         for (const std::string &word : words) {

@@ -28,9 +28,9 @@ struct Outcome {
     int status = 0;
 };
 
-// Runs the function in a child process, whose end is status 0. Its failed expectations fail the
-// test.
-Outcome in_child(const std::function<void()> &function);
+// Runs the function in a child process, where returning is status 0. The test fails if an
+// expectation in it does, or if it ends in another way than expected.
+Outcome in_child(const std::function<void()> &function, int expected_status = 0);
 
 // Runs a program, found on PATH, in the working directory.
 Outcome run_program(const std::vector<std::string> &words);

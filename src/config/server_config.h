@@ -83,12 +83,13 @@ int conf_load();
 // the end or before '#' is dropped by its last character only, and only where its length, the
 // newline included, is odd or is three blanks and the newline; otherwise all of it stays. So
 // "name value\n" gives "value", and "name value \n" keeps the blank and the newline.
-// Returns 0 with the entries sorted, or -1 after a message, with errno set: the file can't be
-// opened or read, or no memory; the configuration then holds what was added before.
+// Returns 0 with the entries sorted, or -1 with errno set: the file can't be opened or read, or
+// there is no memory. The configuration then holds what was added before. All but a lack of memory
+// for the very first entry is logged.
 int conf_parse_file(const char *path, ServerConfig *config);
 
 // Adds a copy of the pair, or replaces the value of a name that is there. Returns 0, or -1 with
-// errno set to ENOMEM, after a message.
+// errno set to ENOMEM; that is logged, but for the very first entry.
 int conf_set(const char *name, const char *value, ServerConfig *config);
 
 // Frees the record and all it owns; null is ignored.

@@ -8,7 +8,9 @@
 #include <boost/program_options.hpp>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
 
 namespace po = boost::program_options;
@@ -48,12 +50,23 @@ DomainKindMap select_domains(const po::variables_map &options)
     return domains;
 }
 
+std::terminate_handler abort_run = nullptr;
+
+// An abort does not write what is pending on standard output.
+[[noreturn]] void flush_and_abort()
+{
+    std::fflush(stdout);
+    abort_run();
+    std::abort();
+}
+
 } // namespace
 
 // Exceptions are left to the runtime: a run that can't go on ends abnormally, and visibly so.
 int main(int argc, char **argv)
 {
     open_standard_descriptors();
+    abort_run = std::set_terminate(flush_and_abort);
     std::signal(SIGCHLD, SIG_DFL); // where it is ignored, nobody learns how a child ended
     const po::options_description description = describe_options();
     const po::variables_map options = parse(argc, argv, description);

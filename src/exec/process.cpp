@@ -4,6 +4,7 @@
 #include "util/accounts.h"
 #include "util/descriptors.h"
 #include "util/report.h"
+#include "util/sigpipe_held.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -11,12 +12,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <utility>
 
 namespace korvo
@@ -27,36 +26,6 @@ namespace
 
 constexpr std::size_t read_size = 4096;
 constexpr std::size_t supply_size = 1U << 20;
-
-// Keeps SIGPIPE from being delivered during its life: one that comes up is taken back.
-class SigpipeHeld
-{
-public:
-    SigpipeHeld()
-    {
-        sigemptyset(&sigpipe_);
-        sigaddset(&sigpipe_, SIGPIPE);
-        sigset_t pending;
-        sigpending(&pending);
-        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &sigpipe_, &previous_mask_);
-    }
-    ~SigpipeHeld()
-    {
-        const timespec no_time = {};
-        if (!was_pending_) {
-            sigtimedwait(&sigpipe_, nullptr, &no_time);
-        }
-        pthread_sigmask(SIG_SETMASK, &previous_mask_, nullptr);
-    }
-    SigpipeHeld(const SigpipeHeld &) = delete;
-    SigpipeHeld &operator=(const SigpipeHeld &) = delete;
-
-private:
-    sigset_t sigpipe_ = {};
-    sigset_t previous_mask_ = {};
-    bool was_pending_ = false;
-};
 
 // A started child, waited for at the latest at the end of its owner's life.
 class Child

@@ -1,23 +1,101 @@
 #include "util/accounts.h"
 
+#include "util/report.h"
+#include "util/strings.h"
+
 #include <grp.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+// Looks something up. Returns null with errno set if that fails or there is none.
+template <typename Lookup>
+auto look_up(const Lookup &lookup)
+{
+    errno = 0;
+    const auto *const found = lookup();
+    if (found == nullptr && errno == 0) {
+        errno = ENOENT;
+    }
+    return found;
+}
+
+const passwd *find_user(const char *name)
+{
+    return look_up([&] { return ::getpwnam(name); });
+}
+
+const passwd *find_user_by_id(const char *digits)
+{
+    const unsigned long id = std::strtoul(digits, nullptr, 10);
+    return look_up([&] { return ::getpwuid(static_cast<uid_t>(id)); });
+}
+
+} // namespace
+
+int user_id_by_name(const char *name, uid_t *id)
+{
+    const passwd *const user = find_user(name);
+    if (user == nullptr) {
+        report(0, 0, "Unable to find uid for user %s: %s", name, std::strerror(errno));
+        return -1;
+    }
+    *id = user->pw_uid;
+    return 0;
+}
+
+int group_id_by_name(const char *name, gid_t *id)
+{
+    const group *const found = look_up([&] { return ::getgrnam(name); });
+    if (found == nullptr) {
+        report(0, 0, "getgrnam(%s): %s", name, std::strerror(errno));
+        return -1;
+    }
+    *id = found->gr_gid;
+    return 0;
+}
+
+int group_id_by_id(gid_t group_id, gid_t *id)
+{
+    const group *const found = look_up([&] { return ::getgrgid(group_id); });
+    if (found == nullptr) {
+        report(0, 0, "getgrgid(%d): %s", static_cast<int>(group_id), std::strerror(errno));
+        return -1;
+    }
+    *id = found->gr_gid;
+    return 0;
+}
+
+char *user_name(const char *user)
+{
+    const passwd *found = find_user(user);
+    if (found == nullptr && is_all_digits(user)) {
+        found = find_user_by_id(user);
+    }
+    if (found == nullptr && errno != ENOENT) {
+        report(0, 0, "Unable to getpwnam for user %s", user);
+    } else if (found == nullptr) {
+        report(0, 0, "user %s not found", user);
+    }
+    return found == nullptr ? nullptr : xasprintf("%s", found->pw_name);
+}
 
 uid_t user_id_or_zero(const char *user)
 {
-    const passwd *const account = ::getpwnam(user);
+    const passwd *const account = find_user(user);
     return account == nullptr ? 0 : account->pw_uid;
 }
 
 int p_setuid(const char *user)
 {
-    errno = 0;
-    const passwd *const account = ::getpwnam(user);
+    const passwd *const account = find_user(user);
     if (account == nullptr) {
-        errno = errno == 0 ? ENOENT : errno;
         return -1;
     }
     const uid_t user_id = account->pw_uid;

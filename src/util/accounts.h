@@ -2,9 +2,24 @@
 
 #include <sys/types.h>
 
-// System accounts.
+// System accounts. A lookup that fails is reported and leaves errno as the database gave it, ENOENT
+// if there simply is no such account.
 
-// The user id of the account, or 0 if there is none of that name.
+// Puts the id of the user of that name into *id. Returns 0, or -1 after a report.
+int user_id_by_name(const char *name, uid_t *id);
+
+// Puts the id of the group of that name into *id. Returns 0, or -1 after a report.
+int group_id_by_name(const char *name, gid_t *id);
+
+// Puts the id of the group that has the id, as the database knows it, into *id. Returns 0, or -1
+// after a report if there is no such group.
+int group_id_by_id(gid_t group, gid_t *id);
+
+// The name of a user that is given by name or by its id in digits, as newly allocated text that the
+// caller frees; null after a report.
+char *user_name(const char *user);
+
+// The user id of the account, or 0, without a report, if there is none of that name.
 uid_t user_id_or_zero(const char *user);
 
 // Switches the process to the account for good: its group, its supplementary groups and its user

@@ -1,12 +1,12 @@
 #include "util/admin_utility.h"
 
 #include "config/server_config.h"
+#include "util/argument_vector.h"
 #include "util/bounded_format.h"
 #include "util/child_process.h"
 #include "util/report.h"
 
 #include <cstdarg>
-#include <cstddef>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,27 +14,33 @@
 namespace
 {
 
-constexpr std::size_t max_arguments = 99;
+// The path of the utility; empty, after a report, for a name that is none.
+std::string utility_path(const char *name)
+{
+    if (std::strchr(name, '/') != nullptr) {
+        report(0, 0, "Utility name '%s' is invalid. Use only utility name without path.", name);
+        return "";
+    }
+    return format_bounded("%s/admin/sbin/%s", conf_get(PRODUCT_ROOT_D), name);
+}
 
 } // namespace
 
 int run_admin_utility(const char *name, ...)
 {
-    if (std::strchr(name, '/') != nullptr) {
-        report(0, 0, "Utility name '%s' is invalid. Use only utility name without path.", name);
+    const std::string path = utility_path(name);
+    if (path.empty()) {
         return -1;
     }
-    std::string path = format_bounded("%s/admin/sbin/%s", conf_get(PRODUCT_ROOT_D), name);
-    std::vector<char *> vector = {path.data()};
     va_list arguments;
     va_start(arguments, name);
-    while (char *const argument = va_arg(arguments, char *)) {
-        if (vector.size() > max_arguments) {
-            break;
-        }
-        vector.push_back(argument);
-    }
+    const std::vector<char *> vector = argument_vector(path.c_str(), arguments, max_arguments);
     va_end(arguments);
-    vector.push_back(nullptr);
     return run_and_report(path.c_str(), vector.data(), false);
+}
+
+int run_admin_utility_vector(const char *name, char *const argv[])
+{
+    const std::string path = utility_path(name);
+    return path.empty() ? -1 : run_and_report(path.c_str(), argv, false);
 }

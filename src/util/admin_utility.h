@@ -7,3 +7,7 @@
 // what the utility wrote (see run_and_report). A name that holds a slash is reported as invalid
 // and gives -1; nothing is started.
 int run_admin_utility(const char *name, ...) __attribute__((sentinel));
+
+// The same with a finished argument vector, ended by a null entry, which the utility gets as it is:
+// entry 0 is the name that it sees.
+int run_admin_utility_vector(const char *name, char *const argv[]);

@@ -5,6 +5,7 @@
 #include "util/report.h"
 #include "util/text_buffer.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +14,8 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <utility>
 
 namespace
 {
@@ -21,18 +24,35 @@ constexpr std::size_t buffer_step = 4096;
 constexpr std::size_t buffer_min_free = 2048;
 constexpr int quiet_interval_ms = 1000;
 
-[[noreturn]] void become_program(const int (&streams)[3], const char *path, char *const argv[])
+[[noreturn]] void end_child(int start_error, const std::string &message)
 {
-    for (int target = 0; target < 3; ++target) {
+    const int error_number = errno;
+    if (start_error == no_descriptor) {
+        ::dprintf(STDERR_FILENO, "fork_execv: %s failed: %s\n", message.c_str(),
+                  std::strerror(error_number));
+    } else if (::write(start_error, &error_number, sizeof error_number) == -1) {
+        ::_exit(child_start_failed); // the parent is gone
+    }
+    ::_exit(child_start_failed);
+}
+
+[[noreturn]] void become_program(const int (&streams)[3], int start_error, const char *path,
+                                 char *const argv[])
+{
+    int first_unused = STDERR_FILENO + 1;
+    for (int target = 0; target < first_unused; ++target) {
         if (attach_descriptor(streams[target], target) == -1) {
-            ::dprintf(STDERR_FILENO, "fork_execv: dup() failed: %s\n", std::strerror(errno));
-            ::_exit(child_start_failed);
+            end_child(start_error, "dup()");
         }
     }
-    close_descriptors_from(STDERR_FILENO + 1);
+    if (start_error != no_descriptor) {
+        start_error = attach_descriptor(start_error, first_unused);
+        ::fcntl(start_error, F_SETFD, FD_CLOEXEC);
+        ++first_unused;
+    }
+    close_descriptors_from(first_unused);
     ::execv(path, argv);
-    ::dprintf(STDERR_FILENO, "fork_execv: execv(\"%s\") failed: %s\n", path, std::strerror(errno));
-    ::_exit(child_start_failed);
+    end_child(start_error, std::string("execv(\"") + path + "\")");
 }
 
 // One captured stream of a child: the pipe's read end, open until its end of data, and the text.
@@ -52,19 +72,29 @@ void make_room(TextBuffer &text)
     }
 }
 
-void read_once(Capture &capture)
+// Reads what has arrived. Returns false if there was nothing, or no more will come.
+bool read_once(Capture &capture)
 {
     make_room(capture.text);
     const ssize_t count = ::read(capture.source.get(), capture.text.end(), capture.text.room());
     if (count > 0) {
         capture.text.added(static_cast<std::size_t>(count));
-        return;
+        return true;
     }
     if (count == -1) {
         if (errno == EAGAIN || errno == EINTR) {
-            return;
+            return false;
         }
         std::fprintf(stderr, "fork_exec*: read(pipe) failed: %s\n", std::strerror(errno));
+    }
+    capture.source.close();
+    return false;
+}
+
+// Takes in what an ended child has left, and no more.
+void finish(Capture &capture)
+{
+    while (capture.source.is_open() && read_once(capture)) {
     }
     capture.source.close();
 }
@@ -77,8 +107,9 @@ bool read_ready(Capture (&captures)[2])
     for (int i = 0; i < 2; ++i) {
         sources[i] = {captures[i].source.get(), POLLIN, 0}; // a negative descriptor is passed over
     }
-    if (::poll(sources, 2, quiet_interval_ms) <= 0) {
-        return false;
+    const int ready = ::poll(sources, 2, quiet_interval_ms);
+    if (ready <= 0) {
+        return ready == -1 && errno == EINTR;
     }
     for (int i = 0; i < 2; ++i) {
         if (sources[i].revents != 0) {
@@ -104,8 +135,8 @@ int collect(pid_t pid, const char *path, Capture (&captures)[2])
         int status = 0;
         const pid_t ended = ::waitpid(pid, &status, WNOHANG);
         if (ended != 0) {
-            captures[0].source.close();
-            captures[1].source.close();
+            finish(captures[0]);
+            finish(captures[1]);
             return ended == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         }
     }
@@ -119,15 +150,21 @@ bool is_empty(const char *text)
 
 } // namespace
 
-pid_t fork_execv_pipes(int input, int output, int error, const char *path, char *const argv[])
+pid_t start_child(const int (&streams)[3], int start_error, const char *path, char *const argv[])
 {
     std::fflush(stdout);
     const pid_t pid = ::fork();
+    if (pid == 0) {
+        become_program(streams, start_error, path, argv);
+    }
+    return pid;
+}
+
+pid_t fork_execv_pipes(int input, int output, int error, const char *path, char *const argv[])
+{
+    const pid_t pid = start_child({input, output, error}, no_descriptor, path, argv);
     if (pid == -1) {
         report(1, 0, "fork_execv_pipes: fork() failed");
-    }
-    if (pid == 0) {
-        become_program({input, output, error}, path, argv);
     }
     return pid;
 }

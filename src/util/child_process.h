@@ -8,11 +8,23 @@
 // The exit status of a child that could not be set up or could not become its program.
 constexpr int child_start_failed = 255;
 
-// Starts a program with the three descriptors as its standard input, output and error; -1 stands
-// for "/dev/null". All other descriptors are closed in the child. They stay open in the parent,
-// which waits for the child and owns them. Descriptors 0 to 2 must not be free.
-// Returns the child's process id; a failed fork is reported with exit status 1, which ends the
-// program. A child that fails to start says so on its standard error and exits with 255.
+// The most arguments that the routines with a limit hand over, besides the program's name.
+constexpr int max_arguments = 99;
+
+// Stands for "/dev/null" as a stream of a child, or for no descriptor at all.
+constexpr int no_descriptor = -1;
+
+// Starts a program with the three descriptors as its standard input, output and error;
+// no_descriptor stands for "/dev/null". All other descriptors are closed in the child. They stay
+// open in the parent, which waits for the child and owns them. Descriptors 0 to 2 must not be free.
+// start_error: no_descriptor, or where a child writes errno, as an int, if it can't become its
+// program; nothing arrives there if it can.
+// Returns the child's process id, or -1 with errno set if the fork failed. A child that fails to
+// start ends with 255; without a start_error it says why on its standard error.
+pid_t start_child(const int (&streams)[3], int start_error, const char *path, char *const argv[]);
+
+// Starts a program as start_child does, without a start_error. A failed fork is reported with exit
+// status 1, which ends this program.
 pid_t fork_execv_pipes(int input, int output, int error, const char *path, char *const argv[]);
 
 // Waits for the child. name: what messages call it, "<unknown>" if null. raw_status: where to put
@@ -23,7 +35,7 @@ int wait_child(pid_t pid, const char *name, int *raw_status);
 
 // Runs a program with its standard output and error captured and its standard input inherited.
 // Puts newly allocated, terminated texts into *output and *error, which the caller frees; null if
-// nothing was read from the stream.
+// nothing ever came from the stream.
 // Returns the exit status, or -1 if the program was killed or its status could not be learned. Does
 // not wait for processes that the program leaves behind with its streams open: it returns within
 // about a second after the program has ended and the streams have gone quiet.

@@ -84,7 +84,7 @@ void print_message_to(std::FILE *stream, const char *message)
     const char *const prefix = message_prefix();
     const std::size_t length = std::strlen(message);
     const bool ends_line = length > 0 && message[length - 1] == '\n';
-    // One call, so that the line goes out in one write.
+    // One call, so that a line of common length goes out in one write.
     std::fprintf(stream, "%s%s%s%s", prefix, *prefix == '\0' ? "" : ": ", message,
                  ends_line ? "" : "\n");
     std::fflush(stream);

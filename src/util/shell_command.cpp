@@ -1,13 +1,17 @@
 #include "util/shell_command.h"
 
+#include "util/errno_guard.h"
 #include "util/malloced.h"
 #include "util/report.h"
+#include "util/sigpipe_held.h"
 #include "util/text_buffer.h"
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <utility>
 
 namespace
 {
@@ -17,6 +21,15 @@ constexpr std::size_t growth = 4096;
 struct ClosePipe {
     void operator()(std::FILE *stream) const noexcept { ::pclose(stream); }
 };
+
+using CommandPipe = std::unique_ptr<std::FILE, ClosePipe>;
+
+// Closes the pipe and returns the command's exit status; -1 if it can't be had.
+int close_command(CommandPipe pipe)
+{
+    const int status = ::pclose(pipe.release());
+    return status == -1 ? -1 : (status >> 8) & 0xff;
+}
 
 // Reads the stream to its end. Returns false for lack of memory.
 bool read_to_end(std::FILE *stream, TextBuffer &text)
@@ -43,8 +56,9 @@ int popen_exec_output(const char *command, char **output)
 {
     *output = nullptr;
     std::fflush(stdout);
-    std::unique_ptr<std::FILE, ClosePipe> stream(::popen(command, "r"));
+    CommandPipe stream(::popen(command, "r"));
     if (stream == nullptr) {
+        const ErrnoGuard reason;
         std::fputs("popen_exec: failed to execute command: fork or pipe calls failed, or cannot "
                    "allocate memory\n",
                    stderr);
@@ -52,7 +66,9 @@ int popen_exec_output(const char *command, char **output)
     }
     TextBuffer text;
     if (!text.grow_to(growth + 1)) {
+        const ErrnoGuard reason;
         std::fputs("popen_exec: failed to allocate memory\n", stderr);
+        stream.reset();
         return -1;
     }
     if (read_to_end(stream.get(), text)) {
@@ -61,8 +77,7 @@ int popen_exec_output(const char *command, char **output)
         std::fputs("popen_exec: warning: failed to allocate memory for command output buffer\n",
                    stderr);
     }
-    const int status = ::pclose(stream.release());
-    return status == -1 ? -1 : (status >> 8) & 0xff;
+    return close_command(std::move(stream));
 }
 
 int popen_exec(const char *command)
@@ -78,4 +93,29 @@ int popen_exec(const char *command)
                silent ? "error: none" : output);
     }
     return result;
+}
+
+int popen_exec_with_input(const char *command, const char *input)
+{
+    std::fflush(stdout);
+    CommandPipe stream(::popen(command, "w"));
+    if (stream == nullptr) {
+        report(0, 0,
+               "Failed to execute command with input: either pipe, fork or memory allocation "
+               "failed.");
+        return -1;
+    }
+    const std::size_t length = std::strlen(input);
+    std::setbuf(stream.get(), nullptr); // nothing is left for the closing to write
+    std::size_t written = 0;
+    {
+        const SigpipeHeld held;
+        written = std::fwrite(input, 1, length, stream.get());
+    }
+    if (written < length) {
+        report(0, 0, "Failed to execute command with input: only %u of %u bytes were written.",
+               static_cast<unsigned>(written), static_cast<unsigned>(length));
+        return -1;
+    }
+    return close_command(std::move(stream));
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// Shell commands whose output is captured. What is pending on standard output is flushed before a
+// Shell commands. What is pending on standard output is flushed before a
 // command starts.
 
 // Runs the command line through the shell and captures its standard output. Returns the exit status
@@ -15,3 +15,8 @@ int popen_exec(const char *command);
 // null if there was no memory for it or nothing was started. Failures to start and to allocate are
 // written to standard error.
 int popen_exec_output(const char *command, char **output);
+
+// Runs the command line through the shell with the text as its standard input. Returns the exit
+// status (0 to 255; 0 for a command that is killed by a signal), or -1 after a report: the command
+// could not be started, or did not read all of its input. No SIGPIPE is delivered.
+int popen_exec_with_input(const char *command, const char *input);

@@ -1,3 +1,4 @@
+#include "driver/domain_loop.h"
 #include "driver/domains.h"
 #include "support.h"
 
@@ -75,6 +76,14 @@ TEST_F(Domains, RemovesPreparedLogsAndNothingElse)
         EXPECT_EQ(read_file(raw), "raw");
         EXPECT_EQ(exists(raw + ".webstat"), std::string("xferlog") == source.log_name);
     }
+}
+
+TEST_F(Domains, AnUnknownKindMeansNone)
+{
+    write_file("v/system/d/logs/xferlog.webstat", "prepared");
+    const Outcome outcome = in_child([] { process_domains({{"d", 7}}); });
+    EXPECT_EQ(outcome.err, "\n-----[ d\nWebstat: none\n");
+    EXPECT_FALSE(exists("v/system/d/logs/xferlog.webstat"));
 }
 
 TEST_F(Domains, StatTtlIsTheLeadingInteger)

@@ -196,7 +196,7 @@ TEST_F(Process, DescriptorsAboveTheSizeOfASet)
 
 TEST_F(Process, NoFreeDescriptorEndsTheProcessWithAReport)
 {
-    const Outcome outcome = in_child([] {
+    const auto run_short_of_descriptors = [] {
         // The exit of the test program itself needs descriptors.
         std::atexit([] {
             const rlimit enough = {256, 4096};
@@ -206,8 +206,8 @@ TEST_F(Process, NoFreeDescriptorEndsTheProcessWithAReport)
         ::setrlimit(RLIMIT_NOFILE, &limit);
         errno = 0;
         capture_script("true");
-    });
-    EXPECT_EQ(outcome.status, 1);
+    };
+    const Outcome outcome = in_child(run_short_of_descriptors, 1);
     EXPECT_EQ(outcome.err,
               "forkExecvGetOutErr: pipe() failed\nSystem error 24: Too many open files\n");
 }

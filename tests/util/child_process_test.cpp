@@ -54,6 +54,9 @@ TEST(CapturedRunner, DoesNotWaitForABackgroundProcessThatHoldsThePipes)
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
     EXPECT_EQ(captured.result, 4);
     ::kill(std::stoi(captured.out), SIGKILL);
+    const Captured killed = capture_script("sleep 30 & echo $!; kill -TERM $$");
+    EXPECT_EQ(killed.result, -1);
+    ::kill(std::stoi(killed.out), SIGKILL);
 }
 
 TEST(CapturedRunner, TheChildHasNoDescriptorsButItsStreams)
@@ -114,7 +117,7 @@ TEST(RunAndReport, AMissingProgramEndsItsChildWith255)
     const Outcome outcome = in_child([] {
         char path[] = "/nonexistent/tool";
         char *const argv[] = {path, nullptr};
-        std::printf("pending\n"); // must not come out of the child, too
+        std::printf("pending\n");
         errno = 0;
         EXPECT_EQ(run_and_report(path, argv, false), child_start_failed);
     });

@@ -1,6 +1,9 @@
 #include "support.h"
 #include "util/report.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 
@@ -35,12 +38,22 @@ TEST(Report, AppendsTheSystemErrorThatIsSet)
 
 TEST(Report, EndsTheProgramWithTheExitStatus)
 {
-    const Outcome outcome = in_child([] {
+    const auto end = [] {
         errno = 0;
         report(3, 0, "the %s", "end");
+    };
+    EXPECT_EQ(in_child(end, 3).out, "the end\n");
+}
+
+TEST(Report, KeepsErrnoWhereTheOutputFails)
+{
+    in_child([] {
+        const int full = ::open("/dev/full", O_WRONLY);
+        ::dup2(full, STDOUT_FILENO);
+        errno = ENOENT;
+        report(0, 0, "text");
+        EXPECT_EQ(errno, ENOENT);
     });
-    EXPECT_EQ(outcome.out, "the end\n");
-    EXPECT_EQ(outcome.status, 3);
 }
 
 TEST(Report, PrefixIsTheBaseNameOfTheProgramPath)

@@ -1,0 +1,126 @@
+#include "util/ownership.h"
+
+#include "util/directory_walk.h"
+#include "util/errno_guard.h"
+#include "util/report.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <functional>
+
+namespace
+{
+
+// What is done to every entry of a tree, and what to say where it fails.
+struct TreeChange {
+    std::function<int(const char *path, const struct stat &status)> apply;
+    const char *entry_failed;     // an entry of a directory
+    const char *directory_failed; // a directory
+    const char *path_failed;      // the path that the change began with, if it is no directory
+};
+
+// Reports a failure, if there is one; only a vanished entry does not end the program.
+void require(int result, const char *format, const char *path)
+{
+    if (result == 0) {
+        return;
+    }
+    if (errno == ENOENT) {
+        report(0, 0, "Directory entry %s doesn't exist: %s\n", path, std::strerror(errno));
+    } else {
+        report(1, 0, format, path, std::strerror(errno));
+    }
+}
+
+void change_directory_tree(const char *path, const struct stat &status, const TreeChange &change)
+{
+    walk_directory(path, FinalLink::refuse, 1, [&](const char *name, const struct stat &entry) {
+        if (!S_ISDIR(entry.st_mode)) {
+            require(change.apply(name, entry), change.entry_failed, name);
+        } else if (!is_dot_or_dot_dot(name)) {
+            change_directory_tree(name, entry, change);
+        }
+        return true;
+    });
+    require(change.apply(path, status), change.directory_failed, path);
+}
+
+void change_tree(const char *path, const TreeChange &change)
+{
+    struct stat status = {};
+    if (::lstat(path, &status) != 0) {
+        report(1, 0, "Unable to get entry %s: %s\n", path, std::strerror(errno));
+    } else if (S_ISDIR(status.st_mode)) {
+        change_directory_tree(path, status, change);
+    } else {
+        require(change.apply(path, status), change.path_failed, path);
+    }
+}
+
+} // namespace
+
+int set_owner_and_mode(const char *path, uid_t owner, gid_t group, mode_t mode)
+{
+    if (::chown(path, owner, group) != 0) {
+        report(0, 0, "ERROR: unable to chown %s: %s\n", path, std::strerror(errno));
+        return -1;
+    }
+    if (::chmod(path, mode) != 0) {
+        report(0, 0, "ERROR: unable to chmod %s: %s\n", path, std::strerror(errno));
+        return -1;
+    }
+    return 0;
+}
+
+void chown_tree(const char *path, uid_t owner, gid_t group)
+{
+    const char *const entry_failed = "Unable to chown directory entry %s: %s\n";
+    const auto apply = [&](const char *entry, const struct stat &) {
+        return ::lchown(entry, owner, group);
+    };
+    change_tree(path, {apply, entry_failed, "Unable to chown dir %s: %s\n", entry_failed});
+}
+
+void chmod_tree(const char *path, mode_t mode)
+{
+    const auto apply = [&](const char *entry, const struct stat &status) {
+        return S_ISLNK(status.st_mode) ? 0 : ::fchmodat(AT_FDCWD, entry, mode, AT_SYMLINK_NOFOLLOW);
+    };
+    change_tree(path, {apply, "Unable to chmod directory entry %s: %s\n",
+                       "Unable to chmod dir %s: %s\n", "Unable to chmod entry %s: %s\n"});
+}
+
+int make_user_dir(const char *path, const char *user, mode_t mode)
+{
+    errno = 0;
+    const passwd *const account = ::getpwnam(user);
+    if (account == nullptr) {
+        errno = errno == 0 ? ENOENT : errno;
+        report(0, 0, "Unable to find uid for user %s: %s", user, std::strerror(errno));
+        return -1;
+    }
+    if (::mkdir(path, mode) != 0) {
+        report(0, 0, "Cannot create directory %s: %s", path, std::strerror(errno));
+        return -1;
+    }
+    if (::chown(path, account->pw_uid, account->pw_gid) != 0) {
+        report(0, 0, "Cannot chown %s: %s", path, std::strerror(errno));
+        const ErrnoGuard kept;
+        ::rmdir(path);
+        return -1;
+    }
+    return 0;
+}
+
+int make_dir_with_umask(const char *path, mode_t mode, mode_t mask)
+{
+    const mode_t previous = ::umask(mask);
+    const int result = ::mkdir(path, mode);
+    ::umask(previous);
+    return result;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <sys/types.h>
+
+// Owners and modes of files and directories.
+
+// Sets owner, group and mode of one file or directory; a link is followed. Returns 0, or -1 after a
+// report, with errno set.
+int set_owner_and_mode(const char *path, uid_t owner, gid_t group, mode_t mode);
+
+// Set the owner and group, or the mode, of a file or directory and of everything below it; a
+// directory's turn comes after its entries'. Links are not followed: their own owner is set, their
+// mode left alone. An entry that vanishes meanwhile is reported and passed over; every other
+// failure is reported with exit status 1, which ends the program, as remove_tree does. The working
+// directory changes during the walk and is restored.
+void chown_tree(const char *path, uid_t owner, gid_t group);
+void chmod_tree(const char *path, mode_t mode);
+
+// Makes a directory with the mode, less the file-creation mask, and gives it to the user and that
+// user's own group. Returns 0, or -1 after a report, with errno set; a directory that could not be
+// given away is removed again.
+int make_user_dir(const char *path, const char *user, mode_t mode);
+
+// Makes a directory with the mode under that file-creation mask; the process's own is restored.
+// Returns 0, or -1 with errno set.
+int make_dir_with_umask(const char *path, mode_t mode, mode_t mask);
