@@ -8,7 +8,7 @@ extern "C" time_t time(time_t *result) noexcept
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
     const char *const set_time = std::getenv("TEST_TIME");
-    const time_t value = set_time == nullptr ? now.tv_sec : std::atoll(set_time);
+    const time_t value = set_time == nullptr ? now.tv_sec : std::strtoll(set_time, nullptr, 10);
     if (result != nullptr) {
         *result = value;
     }

@@ -3,6 +3,7 @@
 #include "config/config_path.h"
 #include "util/errno_guard.h"
 #include "util/malloced.h"
+#include "util/owned_streams.h"
 #include "util/report.h"
 
 #include <search.h>
@@ -67,11 +68,6 @@ constexpr unsigned capacity_limit = 0x1fffffff; // the array's bytes must fit 32
 ServerConfig *loaded_config = nullptr;
 const char *cached_values[KNOWN_KEY_COUNT];
 bool cache_ready = false;
-
-struct CloseFile {
-    void operator()(std::FILE *file) const noexcept { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 struct FreeConfig {
     void operator()(ServerConfig *config) const noexcept { conf_free(config); }
@@ -291,7 +287,7 @@ int conf_parse_file(const char *path, ServerConfig *config)
     if (make_room(config) != 0) {
         return -1;
     }
-    const File file(std::fopen(path, "rt"));
+    const OwnedFile file(std::fopen(path, "rt"));
     if (file == nullptr) {
         const ErrnoGuard kept;
         log_output(priority_user_warning, "unable to open configuration file %s: %s\n", path,

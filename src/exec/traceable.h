@@ -95,7 +95,7 @@ public:
     int code() const override { return code_; }
 
     // The message with its arguments. Ends the process if arguments are missing.
-    const char *what() const noexcept override
+    const char *what() const noexcept override // NOLINT(bugprone-exception-escape)
     {
         const std::string text = message_.str();
         text_ = text; // a copy: what an earlier call has returned stays valid

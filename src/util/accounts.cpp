@@ -39,7 +39,7 @@ const passwd *find_user_by_id(const char *digits)
 
 } // namespace
 
-int user_id_by_name(const char *name, uid_t *id)
+int user_id_by_name(const char *name, uid_t *id, gid_t *group)
 {
     const passwd *const user = find_user(name);
     if (user == nullptr) {
@@ -47,6 +47,9 @@ int user_id_by_name(const char *name, uid_t *id)
         return -1;
     }
     *id = user->pw_uid;
+    if (group != nullptr) {
+        *group = user->pw_gid;
+    }
     return 0;
 }
 

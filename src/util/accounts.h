@@ -5,8 +5,9 @@
 // System accounts. A lookup that fails is reported and leaves errno as the database gave it, ENOENT
 // if there simply is no such account.
 
-// Puts the id of the user of that name into *id. Returns 0, or -1 after a report.
-int user_id_by_name(const char *name, uid_t *id);
+// Puts the id of the user of that name into *id, and that of the user's own group into *group
+// unless that is null. Returns 0, or -1 after a report.
+int user_id_by_name(const char *name, uid_t *id, gid_t *group);
 
 // Puts the id of the group of that name into *id. Returns 0, or -1 after a report.
 int group_id_by_name(const char *name, gid_t *id);

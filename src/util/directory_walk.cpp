@@ -1,32 +1,26 @@
 #include "util/directory_walk.h"
 
 #include "util/descriptors.h"
+#include "util/owned_streams.h"
 #include "util/report.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 namespace
 {
 
-struct CloseListing {
-    void operator()(DIR *listing) const noexcept { ::closedir(listing); }
-};
-using Listing = std::unique_ptr<DIR, CloseListing>;
-
-Listing open_listing(const char *path, FinalLink final_link)
+OwnedListing open_listing(const char *path, FinalLink final_link)
 {
     const int link_flag = final_link == FinalLink::refuse ? O_NOFOLLOW : 0;
     Descriptor directory(::open(path, O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC | link_flag));
     if (!directory.is_open()) {
         return nullptr;
     }
-    Listing listing(::fdopendir(directory.get()));
+    OwnedListing listing(::fdopendir(directory.get()));
     if (listing != nullptr) {
         directory.release(); // closed with the listing
     }
@@ -75,7 +69,7 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
         report(exit_status, 0, no_current_dir, std::strerror(errno));
         return false;
     }
-    Listing listing = open_listing(path, final_link);
+    OwnedListing listing = open_listing(path, final_link);
     if (listing == nullptr) {
         return failed(exit_status, "Unable to open dir %s: %s\n", path);
     }

@@ -1,11 +1,11 @@
 #include "util/ownership.h"
 
+#include "util/accounts.h"
 #include "util/directory_walk.h"
 #include "util/errno_guard.h"
 #include "util/report.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -97,18 +97,16 @@ void chmod_tree(const char *path, mode_t mode)
 
 int make_user_dir(const char *path, const char *user, mode_t mode)
 {
-    errno = 0;
-    const passwd *const account = ::getpwnam(user);
-    if (account == nullptr) {
-        errno = errno == 0 ? ENOENT : errno;
-        report(0, 0, "Unable to find uid for user %s: %s", user, std::strerror(errno));
+    uid_t owner = 0;
+    gid_t group = 0;
+    if (user_id_by_name(user, &owner, &group) != 0) {
         return -1;
     }
     if (::mkdir(path, mode) != 0) {
         report(0, 0, "Cannot create directory %s: %s", path, std::strerror(errno));
         return -1;
     }
-    if (::chown(path, account->pw_uid, account->pw_gid) != 0) {
+    if (::chown(path, owner, group) != 0) {
         report(0, 0, "Cannot chown %s: %s", path, std::strerror(errno));
         const ErrnoGuard kept;
         ::rmdir(path);

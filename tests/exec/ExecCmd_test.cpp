@@ -11,7 +11,7 @@ namespace
 {
 
 // Gives itself away by its arguments, environment and input, and ends with the code in $CODE.
-const char *const script = "printf '%s|' \"$0\" \"$@\" \"$A\"; cat; exit $CODE";
+const char *const script = R"(printf '%s|' "$0" "$@" "$A"; cat; exit $CODE)";
 
 std::string failure_of(korvo::ExecCmd &command)
 {

@@ -2,6 +2,7 @@
 #include "util/report.h"
 
 #include <fcntl.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -94,6 +95,22 @@ TEST(Log, PassesLevelsUpToTheThresholdOfTheConsole)
         EXPECT_EQ(outcome.out, row.printed) << row.target << ' ' << row.level;
         EXPECT_EQ(outcome.err, row.printed);
     }
+}
+
+TEST(Log, GoesToTheSystemLogAndBack)
+{
+    const Outcome outcome = in_child([] {
+        log_setup(nullptr, log_level_info, LOG_USER, LOG_PERROR,
+                  "tests"); // a copy on standard error
+        log_output(log_level_error, "to the %s", "log");
+        log_setup("console", log_level_info, LOG_USER, 0, "tests");
+        log_output(log_level_error, "to the %s", "console");
+    });
+    const std::string::size_type pid_end = outcome.err.find("]: ");
+    EXPECT_EQ(outcome.err.substr(0, 6), "tests[");
+    ASSERT_NE(pid_end, std::string::npos);
+    EXPECT_EQ(outcome.err.substr(pid_end), "]: to the log\nto the console\n");
+    EXPECT_EQ(outcome.out, "to the console\n");
 }
 
 TEST(Xasprintf, AllocatesTheFormattedText)

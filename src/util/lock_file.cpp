@@ -1,0 +1,67 @@
+#include "util/lock_file.h"
+
+#include "util/bounded_format.h"
+#include "util/descriptors.h"
+#include "util/report.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+const char *lock_files_dir = "/var/lock/files";
+
+namespace
+{
+
+std::string lock_path(const char *name)
+{
+    return format_bounded("%s/%s", lock_files_dir, name);
+}
+
+int open_lock_file(const char *name, const std::string &path)
+{
+    if (std::strchr(name, '/') != nullptr) {
+        errno = EINVAL;
+        return -1;
+    }
+    return ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+}
+
+} // namespace
+
+int take_lock_file(const char *name, LockWait wait)
+{
+    const std::string path = lock_path(name);
+    Descriptor file(open_lock_file(name, path));
+    if (!file.is_open()) {
+        report(0, 0, "Unable to open file \"%s\": %s.", path.c_str(), std::strerror(errno));
+        return -1;
+    }
+    const int operation = LOCK_EX | (wait == LockWait::wait ? 0 : LOCK_NB);
+    int result = -1;
+    do {
+        result = ::flock(file.get(), operation);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        if (errno != EWOULDBLOCK) {
+            report(0, 0, "Error occurred while locking the file %s: %s\n", path.c_str(),
+                   std::strerror(errno));
+        }
+        return -1;
+    }
+    return file.release();
+}
+
+int release_lock_file(const char *name, int descriptor)
+{
+    if (::close(descriptor) != 0) {
+        report(0, 0, "An error occured during closing '%s' file: %s\n", lock_path(name).c_str(),
+               std::strerror(errno));
+        return -1;
+    }
+    return 0;
+}
