@@ -27,35 +27,16 @@ namespace
 constexpr std::size_t read_size = 4096;
 constexpr std::size_t supply_size = 1U << 20;
 
-// A started child, waited for at the latest at the end of its owner's life.
-class Child
+// Waits for the child. Returns its exit status; -1 if there is none to be had.
+int waitForExit(pid_t pid)
 {
-public:
-    explicit Child(pid_t pid) : pid_(pid) {}
-    ~Child()
-    {
-        if (pid_ != -1) {
-            wait();
-        }
-    }
-    Child(const Child &) = delete;
-    Child &operator=(const Child &) = delete;
-
-    // The exit status; -1 if there is none to be had.
-    int wait()
-    {
-        int status = 0;
-        pid_t waited = -1;
-        do {
-            waited = ::waitpid(pid_, &status, 0);
-        } while (waited == -1 && (errno == EINTR || errno == ECHILD));
-        pid_ = -1;
-        return waited > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-private:
-    pid_t pid_;
-};
+    int status = 0;
+    pid_t waited = -1;
+    do {
+        waited = ::waitpid(pid, &status, 0);
+    } while (waited == -1 && (errno == EINTR || errno == ECHILD));
+    return waited > 0 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
 
 // The three pipes between the parent and a child.
 struct ChildPipes {
@@ -180,15 +161,21 @@ int forkExecvGetOutErr(std::string input, std::string &output, std::string &erro
     if (!pipes.makeParentEndsNonBlocking()) {
         report(1, 0, "forkExecvGetOutErr: fcntl(O_NONBLOCK) failed");
     }
-    Child child(forkExecvPipes(pipes.input.read_end.get(), pipes.output.write_end.get(),
-                               pipes.error.write_end.get(), path, argv, user, environment));
-    ChildPipes parent_ends = std::move(pipes); // closed before the child is waited for
-    parent_ends.closeChildEnds();
-    Supply supply(std::move(input));
-    while (parent_ends.anyOpen()) {
-        pumpOnce(parent_ends, supply, output, error);
+    const pid_t pid = forkExecvPipes(pipes.input.read_end.get(), pipes.output.write_end.get(),
+                                     pipes.error.write_end.get(), path, argv, user, environment);
+    pipes.closeChildEnds();
+    try {
+        Supply supply(std::move(input));
+        while (pipes.anyOpen()) {
+            pumpOnce(pipes, supply, output, error);
+        }
+    } catch (...) {
+        // Not left to destructors: where nobody catches it, an exception does not call them.
+        pipes = ChildPipes();
+        waitForExit(pid);
+        throw;
     }
-    return child.wait();
+    return waitForExit(pid);
 }
 
 int forkExecvGetOutErr(std::string &output, std::string &error, const std::string &path,

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
 namespace
 {
@@ -33,7 +34,12 @@ const passwd *find_user(const char *name)
 
 const passwd *find_user_by_id(const char *digits)
 {
+    errno = 0;
     const unsigned long id = std::strtoul(digits, nullptr, 10);
+    if (errno != 0 || id >= std::numeric_limits<uid_t>::max()) {
+        errno = ENOENT; // no user has such an id
+        return nullptr;
+    }
     return look_up([&] { return ::getpwuid(static_cast<uid_t>(id)); });
 }
 

@@ -34,16 +34,23 @@ bool failed(int exit_status, const char *format, const char *name)
     return false;
 }
 
-const char *next_name(DIR *listing)
+// The next name of the listing; null at its end, or after a report if it can't be read further.
+const char *next_name(DIR *listing, const char *path, int exit_status)
 {
+    const int previous_errno = errno;
     errno = 0;
     const dirent *const entry = ::readdir(listing);
+    if (entry == nullptr && errno != 0) {
+        failed(exit_status, "Unable to read dir %s: %s\n", path);
+        return nullptr;
+    }
+    errno = previous_errno;
     return entry == nullptr ? nullptr : entry->d_name;
 }
 
-bool visit_entries(DIR *listing, int exit_status, const EntryVisitor &visit)
+bool visit_entries(DIR *listing, const char *path, int exit_status, const EntryVisitor &visit)
 {
-    while (const char *const name = next_name(listing)) {
+    while (const char *const name = next_name(listing, path, exit_status)) {
         struct stat status = {};
         if (::lstat(name, &status) != 0) {
             if (errno == ENOENT) {
@@ -76,11 +83,7 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
     if (::fchdir(::dirfd(listing.get())) != 0) {
         return failed(exit_status, "Unable to change dir %s: %s\n", path);
     }
-    const bool visited = visit_entries(listing.get(), exit_status, visit);
-    if (visited && errno != 0) {
-        failed(exit_status, "Unable to read dir %s: %s\n", path);
-    }
-    if (!visited || (listed && !listed())) {
+    if (!visit_entries(listing.get(), path, exit_status, visit) || (listed && !listed())) {
         saved.release();
         static_cast<void>(listing.release());
         return false;
