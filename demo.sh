@@ -7,8 +7,8 @@ cd -P "$(dirname "${BASH_SOURCE[0]}")"
 
 build=$PWD/build/demo
 server=$build/server
-[[ $PWD != *[:=\|\;\"\\\#[:cntrl:]]* ]] ||
-    fail "the demo works in no directory that has one of : = | ; \" \\ # in its path: $PWD"
+[[ $PWD != *[!A-Za-z0-9_./-]* && $PWD != *__*__* ]] ||
+    fail "the demo needs a directory with only letters, digits and _ . - in its path: $PWD"
 . demo/tree.sh
 . demo/checks.sh
 
@@ -17,8 +17,7 @@ proxy_logs=(proxy_access_log proxy_access_ssl_log)
 ftp_logs=(xferlog xferlog_regular)
 
 build_program() {
-    install_packages g++ cmake make libboost-filesystem-dev libboost-program-options-dev \
-        libboost-system-dev webalizer
+    install_packages "${build_packages[@]}" webalizer awstats
     cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
         -DCMAKE_INSTALL_SYSCONFDIR="$server/etc"
     cmake --build "$build" --target statistics_run --parallel "$(nproc)"
@@ -30,6 +29,8 @@ lay_out() {
     write_logs shop.example "${web_logs[@]}" "${proxy_logs[@]}" "${ftp_logs[@]}"
     lay_out_webalizer_domain blog.example
     write_logs blog.example access_log
+    lay_out_awstats_domain travel.example
+    write_logs travel.example "${web_logs[@]}" "${proxy_logs[@]}" "${ftp_logs[@]}"
     lay_out_domain parked.example
     write_logs parked.example access_log xferlog
     mkdir -p "$domains/new.example/conf" # has no logs yet
@@ -47,10 +48,16 @@ check() {
     check_webalizer_log shop.example xferlog anon_ftpstat
     check_webalizer_log shop.example xferlog_regular ftpstat
     check_webalizer_log blog.example access_log webstat
+    check_awstats_log travel.example access_log webstat http previous
+    check_awstats_log travel.example access_ssl_log webstat-ssl https
+    check_awstats_log travel.example xferlog anon_ftpstat anon_ftp
+    check_awstats_log travel.example xferlog_regular ftpstat ftp
+    check_removed_marker travel.example
 
     local log
     for log in "${proxy_logs[@]}"; do
         check_untouched_log shop.example "$log"
+        check_untouched_log travel.example "$log"
     done
     for log in access_log xferlog; do
         check_removed_log parked.example "$log"

@@ -4,8 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . scripts/packages.sh
 
-install_packages g++ cmake make libboost-filesystem-dev libboost-program-options-dev \
-    libboost-system-dev libgtest-dev
+install_packages "${build_packages[@]}" libgtest-dev
 jobs=$(nproc)
 
 build_and_test() {

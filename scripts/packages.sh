@@ -1,6 +1,11 @@
 # shellcheck shell=bash
 # Installs Debian packages. Sourced by the scripts that need some.
 
+# What the build needs.
+# shellcheck disable=SC2034
+build_packages=(g++ cmake make libboost-filesystem-dev libboost-program-options-dev
+    libboost-system-dev libssl-dev)
+
 # Ends the script with a message.
 fail() {
     printf '%s: %s\n' "${0##*/}" "$1" >&2
