@@ -6,7 +6,6 @@
 #include "util/report.h"
 #include "util/sigpipe_held.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -222,13 +221,11 @@ int dup2Custom(int descriptor, int target)
     if (descriptor == target) {
         return descriptor;
     }
-    if (descriptor == -1) {
-        descriptor = ::open("/dev/null", O_RDWR);
-        if (descriptor == -1) {
-            raiseSystemError("dup2Custom failed", errno);
-        }
+    const int source = descriptor_or_null_device(descriptor);
+    if (source == -1) {
+        raiseSystemError("dup2Custom failed", errno);
     }
-    return attach_descriptor(descriptor, target);
+    return attach_descriptor(source, target);
 }
 
 bool readToString(int descriptor, std::string &text)

@@ -41,7 +41,9 @@ constexpr int quiet_interval_ms = 1000;
 {
     int first_unused = STDERR_FILENO + 1;
     for (int target = 0; target < first_unused; ++target) {
-        if (attach_descriptor(streams[target], target) == -1) {
+        // Left open until all others are closed: it may serve for more than one stream.
+        const int source = descriptor_or_null_device(streams[target]);
+        if (source == -1 || ::dup2(source, target) == -1) {
             end_child(start_error, "dup()");
         }
     }
@@ -169,6 +171,15 @@ pid_t fork_execv_pipes(int input, int output, int error, const char *path, char 
     return pid;
 }
 
+pid_t wait_for(pid_t pid, int *status, int options)
+{
+    pid_t waited = -1;
+    do {
+        waited = ::waitpid(pid, status, options);
+    } while (waited == -1 && errno == EINTR);
+    return waited;
+}
+
 int wait_child(pid_t pid, const char *name, int *raw_status)
 {
     const char *const shown = name == nullptr ? "<unknown>" : name;
@@ -178,10 +189,7 @@ int wait_child(pid_t pid, const char *name, int *raw_status)
         return -1;
     }
     int status = 0;
-    pid_t waited = -1;
-    do {
-        waited = ::waitpid(pid, &status, WUNTRACED);
-    } while (waited == -1 && errno == EINTR);
+    const pid_t waited = wait_for(pid, &status, WUNTRACED);
     if (raw_status != nullptr) {
         *raw_status = status;
     }

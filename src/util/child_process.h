@@ -27,10 +27,13 @@ pid_t start_child(const int (&streams)[3], int start_error, const char *path, ch
 // status 1, which ends this program.
 pid_t fork_execv_pipes(int input, int output, int error, const char *path, char *const argv[]);
 
+// As waitpid, but a signal that is handled meanwhile does not end the waiting.
+pid_t wait_for(pid_t pid, int *status, int options);
+
 // Waits for the child. name: what messages call it, "<unknown>" if null. raw_status: where to put
 // the status as the system gave it, unless null.
-// Returns the exit status. A child that ended by a signal or was stopped, a negative id (the fork
-// had failed) and a failed wait are logged and give -1.
+// Returns the exit status. A child that ended by a signal or was stopped (it stays, stopped), a
+// negative id (the fork had failed) and a failed wait are logged and give -1.
 int wait_child(pid_t pid, const char *name, int *raw_status);
 
 // Runs a program with its standard output and error captured and its standard input inherited.

@@ -1,8 +1,10 @@
 #include "util/descriptors.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 Descriptor &Descriptor::operator=(Descriptor &&other) noexcept
@@ -40,13 +42,27 @@ bool set_non_blocking(int descriptor)
     return ::fcntl(descriptor, F_SETFL, O_NONBLOCK) != -1;
 }
 
+int descriptor_or_null_device(int descriptor)
+{
+    return descriptor == -1 ? ::open("/dev/null", O_RDWR) : descriptor;
+}
+
 int attach_descriptor(int descriptor, int target)
 {
     if (descriptor == target) {
         return target;
     }
-    const Descriptor source(descriptor == -1 ? ::open("/dev/null", O_RDWR) : descriptor);
-    return source.is_open() ? ::dup2(source.get(), target) : -1;
+    const Descriptor source(descriptor);
+    return ::dup2(source.get(), target);
+}
+
+int lock_descriptor(int descriptor, bool wait)
+{
+    int result = -1;
+    do {
+        result = ::flock(descriptor, wait ? LOCK_EX : LOCK_EX | LOCK_NB);
+    } while (result != 0 && errno == EINTR);
+    return result;
 }
 
 void close_descriptors_from(int first)

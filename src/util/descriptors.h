@@ -41,10 +41,17 @@ struct Pipe {
 // with errno set, on failure.
 bool set_non_blocking(int descriptor);
 
+// Returns the descriptor, or for -1 a new one for "/dev/null", opened for reading and writing; -1
+// with errno set if that can't be opened.
+int descriptor_or_null_device(int descriptor);
+
 // Makes the target number name what the descriptor names, and closes the descriptor. One that is
-// the target already stays as it is; -1 stands for "/dev/null", opened for reading and writing.
-// Returns the target, or -1 with errno set.
+// the target already stays as it is. Returns the target, or -1 with errno set.
 int attach_descriptor(int descriptor, int target);
+
+// Takes the exclusive advisory lock on the descriptor's file; wait: whether to wait for whoever
+// holds it. Returns 0, or -1 with errno set.
+int lock_descriptor(int descriptor, bool wait);
 
 // Closes every descriptor from `first` up to the size of the descriptor table, in one call where
 // the kernel can, so that the size of the table does not matter.

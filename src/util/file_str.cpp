@@ -1,12 +1,12 @@
 #include "util/file_str.h"
 
+#include "util/descriptors.h"
 #include "util/errno_guard.h"
 #include "util/malloced.h"
 #include "util/owned_streams.h"
 #include "util/report.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,15 +24,6 @@ int failed(const char *format, const std::string &path)
     return -1;
 }
 
-int lock(int descriptor)
-{
-    int result = -1;
-    do {
-        result = ::flock(descriptor, LOCK_EX);
-    } while (result != 0 && errno == EINTR);
-    return result;
-}
-
 // Opens and locks the file that is at the path once the lock is held: whoever held it before may
 // have put another one there. Null after a report.
 OwnedFile open_locked(const std::string &path, struct stat &status)
@@ -43,7 +34,7 @@ OwnedFile open_locked(const std::string &path, struct stat &status)
             failed("file_str: Unable to open file %s: %s\n", path);
             return nullptr;
         }
-        if (lock(::fileno(file.get())) != 0) {
+        if (lock_descriptor(::fileno(file.get()), true) != 0) {
             failed("Error occurred while locking the file %s: %s\n", path);
             return nullptr;
         }
@@ -65,10 +56,11 @@ public:
     explicit Replacement(const std::string &path) : path_(path), temporary_(path + ".tmp") {}
     ~Replacement()
     {
-        if (file_ != nullptr) {
-            const ErrnoGuard kept;
+        const ErrnoGuard kept;
+        if (file_ != nullptr && is_own()) {
             ::unlink(temporary_.c_str());
         }
+        file_.reset();
     }
     Replacement(const Replacement &) = delete;
     Replacement &operator=(const Replacement &) = delete;
@@ -108,6 +100,10 @@ public:
         if (std::fflush(stream()) != 0 || ::fsync(::fileno(stream())) != 0) {
             return write_failed();
         }
+        if (!is_own()) {
+            errno = ESTALE;
+            return failed("Unable to rename file %s: %s\n", temporary_);
+        }
         if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
             return failed("Unable to rename file %s: %s\n", temporary_);
         }
@@ -116,6 +112,17 @@ public:
     }
 
 private:
+    // Whether the name still is that of this file: an editor that does not know of this one's lock,
+    // because the file has been replaced, makes a new one.
+    bool is_own() const
+    {
+        struct stat ours = {};
+        struct stat named = {};
+        return ::fstat(::fileno(stream()), &ours) == 0 &&
+               ::lstat(temporary_.c_str(), &named) == 0 && ours.st_dev == named.st_dev &&
+               ours.st_ino == named.st_ino;
+    }
+
     std::string path_;
     std::string temporary_;
     OwnedFile file_;

@@ -3,6 +3,7 @@
 #include "util/directory_walk.h"
 #include "util/report.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -44,10 +45,10 @@ int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode)
     if (::mkdir(path, mode) != 0 && errno != EEXIST) {
         return failed("ERROR: Unable to mkdir %s: %s\n", path);
     }
-    if (::chown(path, owner, group) != 0 && errno != ENOENT) {
+    if (::lchown(path, owner, group) != 0 && errno != ENOENT) {
         return failed("ERROR: Unable to chown %s: %s\n", path);
     }
-    if (::chmod(path, mode) != 0 && errno != ENOENT) {
+    if (::fchmodat(AT_FDCWD, path, mode, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
         return failed("ERROR: Unable to chmod %s: %s\n", path);
     }
     return 0;

@@ -41,12 +41,7 @@ int take_lock_file(const char *name, LockWait wait)
         report(0, 0, "Unable to open file \"%s\": %s.", path.c_str(), std::strerror(errno));
         return -1;
     }
-    const int operation = LOCK_EX | (wait == LockWait::wait ? 0 : LOCK_NB);
-    int result = -1;
-    do {
-        result = ::flock(file.get(), operation);
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {
+    if (lock_descriptor(file.get(), wait == LockWait::wait) != 0) {
         if (errno != EWOULDBLOCK) {
             report(0, 0, "Error occurred while locking the file %s: %s\n", path.c_str(),
                    std::strerror(errno));
@@ -58,6 +53,7 @@ int take_lock_file(const char *name, LockWait wait)
 
 int release_lock_file(const char *name, int descriptor)
 {
+    ::flock(descriptor, LOCK_UN); // a forked child may hold the descriptor, too
     if (::close(descriptor) != 0) {
         report(0, 0, "An error occured during closing '%s' file: %s\n", lock_path(name).c_str(),
                std::strerror(errno));

@@ -1,7 +1,8 @@
 #pragma once
 
 // Lock files: one for each name, taken with an advisory lock. A lock goes with the process that
-// holds it, however that ends; programs that it starts do not hold it. The file itself stays.
+// holds it, however that ends; programs that it starts do not hold it, but a child that it forks
+// and that runs no program holds it, too. The file itself stays.
 
 // Where the lock files lie, an existing directory; "/var/lock/files" at the start. The text belongs
 // to whoever sets it.

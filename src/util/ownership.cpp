@@ -1,6 +1,7 @@
 #include "util/ownership.h"
 
 #include "util/accounts.h"
+#include "util/descriptors.h"
 #include "util/directory_walk.h"
 #include "util/errno_guard.h"
 #include "util/report.h"
@@ -106,7 +107,9 @@ int make_user_dir(const char *path, const char *user, mode_t mode)
         report(0, 0, "Cannot create directory %s: %s", path, std::strerror(errno));
         return -1;
     }
-    if (::chown(path, owner, group) != 0) {
+    // By descriptor: in a directory of somebody else's, the name may be a link by now.
+    const Descriptor directory(::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!directory.is_open() || ::fchown(directory.get(), owner, group) != 0) {
         report(0, 0, "Cannot chown %s: %s", path, std::strerror(errno));
         const ErrnoGuard kept;
         ::rmdir(path);

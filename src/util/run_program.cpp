@@ -20,15 +20,6 @@ namespace
 
 const char *const product_library = "/usr/lib/korvo-9.0";
 
-pid_t wait_for(pid_t pid, int *status, int options)
-{
-    pid_t waited = -1;
-    do {
-        waited = ::waitpid(pid, status, options);
-    } while (waited == -1 && errno == EINTR);
-    return waited;
-}
-
 bool is_standard_stream(int descriptor)
 {
     return descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO;

@@ -15,10 +15,11 @@ int fork_execv(const char *path, char *const argv[]);
 int util_exec(const char *path, ...) __attribute__((sentinel));
 
 // Runs a program with the two descriptors as its standard input and output and the standard error
-// of this process, and waits for it. -1 stands for "/dev/null"; 0, 1 and 2 are refused. The
-// descriptors stay open.
+// of this process, and waits for it. -1 stands for "/dev/null"; 0, 1 and 2 are refused. Both may be
+// the same, a socket's say. The descriptors stay open.
 // Returns the exit status, or -1 after a report: descriptors refused, no pipe, no child, a program
-// that could not be started, was killed or stopped by a signal, or could not be waited for.
+// that could not be started, was killed or stopped by a signal, or could not be waited for. A
+// stopped one stays; its process id stands in the report.
 int fork_exec_fd(int fd_in, int fd_out, const char *path, ...) __attribute__((sentinel));
 
 // Runs a program as run_and_report does, not quietly, with the arguments behind the path, at most

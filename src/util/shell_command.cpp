@@ -31,6 +31,27 @@ int close_command(CommandPipe pipe)
     return status == -1 ? -1 : (status >> 8) & 0xff;
 }
 
+// Whether the last call on the stream was cut short by a signal; then the stream can go on.
+bool interrupted(std::FILE *stream)
+{
+    if (!std::ferror(stream) || errno != EINTR) {
+        return false;
+    }
+    std::clearerr(stream);
+    return true;
+}
+
+// Writes the text to the stream. Returns how much of it could be written.
+std::size_t write_all(const char *text, std::size_t length, std::FILE *stream)
+{
+    const SigpipeHeld held;
+    std::size_t written = 0;
+    do {
+        written += std::fwrite(text + written, 1, length - written, stream);
+    } while (written < length && interrupted(stream));
+    return written;
+}
+
 // Reads the stream to its end. Returns false for lack of memory.
 bool read_to_end(std::FILE *stream, TextBuffer &text)
 {
@@ -38,6 +59,9 @@ bool read_to_end(std::FILE *stream, TextBuffer &text)
         const std::size_t room = text.room();
         const std::size_t count = std::fread(text.end(), 1, room, stream);
         text.added(count);
+        if (count < room && interrupted(stream)) {
+            continue;
+        }
         const int next = count < room ? EOF : std::getc(stream);
         if (next == EOF) {
             return true;
@@ -107,11 +131,7 @@ int popen_exec_with_input(const char *command, const char *input)
     }
     const std::size_t length = std::strlen(input);
     std::setbuf(stream.get(), nullptr); // nothing is left for the closing to write
-    std::size_t written = 0;
-    {
-        const SigpipeHeld held;
-        written = std::fwrite(input, 1, length, stream.get());
-    }
+    const std::size_t written = write_all(input, length, stream.get());
     if (written < length) {
         report(0, 0, "Failed to execute command with input: only %u of %u bytes were written.",
                static_cast<unsigned>(written), static_cast<unsigned>(length));

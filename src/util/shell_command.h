@@ -18,5 +18,6 @@ int popen_exec_output(const char *command, char **output);
 
 // Runs the command line through the shell with the text as its standard input. Returns the exit
 // status (0 to 255; 0 for a command that is killed by a signal), or -1 after a report: the command
-// could not be started, or did not read all of its input. No SIGPIPE is delivered.
+// could not be started, or did not take all of its input; a short one may go unread unnoticed. No
+// SIGPIPE is delivered.
 int popen_exec_with_input(const char *command, const char *input);

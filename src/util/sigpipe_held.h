@@ -1,11 +1,13 @@
 #pragma once
 
+#include "util/errno_guard.h"
+
 #include <csignal>
 #include <ctime>
 
 // Keeps SIGPIPE from being delivered during its life: a write to a pipe or socket that nobody reads
-// fails with EPIPE and does nothing else. The process's disposition of the signal is not touched. A
-// child started meanwhile inherits the blocked signal.
+// fails with EPIPE and does nothing else. errno is left alone. The process's disposition of the
+// signal is not touched. A child started meanwhile inherits the blocked signal.
 class SigpipeHeld
 {
 public:
@@ -20,6 +22,7 @@ public:
     }
     ~SigpipeHeld()
     {
+        const ErrnoGuard kept;
         const timespec no_time = {};
         if (!was_pending_) {
             sigtimedwait(&sigpipe_, nullptr, &no_time);

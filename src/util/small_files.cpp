@@ -20,7 +20,7 @@ namespace
 
 int make_file(const char *path, int flags, mode_t mode, const char *failure)
 {
-    const Descriptor file(::open(path, O_WRONLY | O_CREAT | O_CLOEXEC | flags, mode));
+    const Descriptor file(::open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC | flags, mode));
     if (!file.is_open()) {
         report(0, 0, failure, path, std::strerror(errno));
         return -1;
@@ -28,17 +28,24 @@ int make_file(const char *path, int flags, mode_t mode, const char *failure)
     return 0;
 }
 
-// Renames without replacing what is at the target. Where the file system can't promise that in one
-// step, a look beforehand has to do.
+// Renames a directory without replacing what is at the target. Where the file system can't promise
+// that in one step, a look beforehand has to do.
 int rename_to_free_name(const char *from, const char *to)
 {
+    struct stat status = {};
+    if (::lstat(from, &status) != 0) {
+        return -1;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        errno = ENOTDIR;
+        return -1;
+    }
     if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
         return 0;
     }
     if (errno != EINVAL && errno != ENOSYS) {
         return -1;
     }
-    struct stat status = {};
     if (::lstat(to, &status) == 0) {
         errno = EEXIST;
         return -1;
@@ -52,11 +59,11 @@ bool has_type(const char *path, mode_t type)
     return ::stat(path, &status) == 0 && (status.st_mode & S_IFMT) == type;
 }
 
-// The resolved name of a directory that can be entered; null after a report.
+// The resolved name of a directory; null after a report.
 Malloced<char> resolve_dir(const char *path)
 {
     const std::string inside = std::string(path) + "/.";
-    Malloced<char> name(::realpath(inside.c_str(), nullptr));
+    Malloced<char> name(::realpath(*path == '\0' ? path : inside.c_str(), nullptr));
     if (name == nullptr) {
         report(0, 0, "Unable to change dir %s: %s\n", path, std::strerror(errno));
     }
@@ -125,19 +132,18 @@ int read_line(const char *path, char *buffer, std::size_t size)
         report(0, 0, "Unable to open file %s: %s\n", path, std::strerror(errno));
         return -1;
     }
-    errno = 0;
     std::size_t length = 0;
     int character = EOF;
-    while ((character = std::getc(file.get())) != EOF && character != '\n') {
-        if (length + 1 >= size) {
-            errno = ERANGE;
-            report(0, 0, "The buffer too short\n");
-            return -1;
-        }
+    while (length < size && (character = std::getc(file.get())) != EOF && character != '\n') {
         buffer[length++] = static_cast<char>(character);
     }
     if (std::ferror(file.get())) {
         report(0, 0, "Unable to read line from file: %s\n", std::strerror(errno));
+        return -1;
+    }
+    if (length >= size) {
+        errno = ERANGE;
+        report(0, 0, "The buffer too short\n");
         return -1;
     }
     buffer[length] = '\0';

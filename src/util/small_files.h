@@ -25,8 +25,8 @@ bool file_exists(const char *path);
 bool dir_exists(const char *path);
 
 // Tells whether the first directory lies inside the second, at any depth, by their resolved names.
-// A directory lies inside itself. Returns 1 or 0, or -1 after a report if one is not a directory
-// that can be entered.
+// A directory lies inside itself. Returns 1 or 0, or -1 after a report if one can't be resolved to
+// a directory.
 int is_dir_inside(const char *inner, const char *outer);
 
 // Reads the first line of a file into the buffer of that many bytes, terminated and without its

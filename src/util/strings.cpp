@@ -2,7 +2,6 @@
 
 #include "util/report.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -11,10 +10,7 @@
 namespace
 {
 
-bool is_space(char character)
-{
-    return std::isspace(static_cast<unsigned char>(character)) != 0;
-}
+const char *const white_space = " \t\n\v\f\r";
 
 int replace_failed(int error_number)
 {
@@ -23,13 +19,18 @@ int replace_failed(int error_number)
     return -1;
 }
 
-std::string replaced(const char *text, const char *pattern, const char *replacement)
+// Builds the result, but no further than to the size that it must stay below.
+std::string replaced(const char *text, std::size_t size, const char *pattern,
+                     const char *replacement)
 {
     std::string result;
     const std::size_t length = std::strlen(pattern);
     while (const char *const found = std::strstr(text, pattern)) {
         result.append(text, found).append(replacement);
         text = found + length;
+        if (result.size() >= size) {
+            return result;
+        }
     }
     return result.append(text);
 }
@@ -38,12 +39,9 @@ std::string replaced(const char *text, const char *pattern, const char *replacem
 
 char *trim(char *text)
 {
-    const char *begin = text;
-    while (is_space(*begin)) {
-        ++begin;
-    }
+    const char *const begin = text + std::strspn(text, white_space);
     std::size_t length = std::strlen(begin);
-    while (length > 0 && is_space(begin[length - 1])) {
+    while (length > 0 && std::strchr(white_space, begin[length - 1]) != nullptr) {
         --length;
     }
     std::memmove(text, begin, length);
@@ -67,7 +65,7 @@ int strn_replace(char *text, std::size_t size, const char *pattern, const char *
         return replace_failed(EINVAL);
     }
     try {
-        const std::string result = replaced(text, pattern, replacement);
+        const std::string result = replaced(text, size, pattern, replacement);
         if (result.size() >= size) {
             return replace_failed(ERANGE);
         }
