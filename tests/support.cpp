@@ -1,42 +1,20 @@
 #include "support.h"
 
-#include <boost/filesystem.hpp>
-
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
-
-namespace fs = boost::filesystem;
+#include <random>
 
 namespace
 {
 
-constexpr int failed_expectation = 99;
-constexpr int escaped_exception = 98;
-
-// Calls the function, in a child process. The exception of a child must not come out of the test.
-int call(const std::function<void()> &function)
-{
-    try {
-        function();
-        std::fflush(nullptr);
-        return testing::Test::HasFailure() ? failed_expectation : 0;
-    } catch (...) {
-        return escaped_exception;
-    }
-}
-
 std::string contents(std::FILE *file)
 {
-    std::string text;
-    std::rewind(file);
-    for (int character = std::getc(file); character != EOF; character = std::getc(file)) {
-        text += static_cast<char>(character);
-    }
+    std::string text(static_cast<std::size_t>(::lseek(::fileno(file), 0, SEEK_END)), '\0');
+    EXPECT_EQ(::pread(::fileno(file), text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     std::fclose(file);
     return text;
 }
@@ -50,30 +28,39 @@ Outcome capture(const std::function<void()> &function)
     if (pid == 0) {
         ::dup2(::fileno(out), STDOUT_FILENO);
         ::dup2(::fileno(err), STDERR_FILENO);
-        ::_exit(call(function));
+        try {
+            errno = 0;
+            function();
+        } catch (const std::exception &exception) { // it must not come out of the test
+            ADD_FAILURE() << exception.what();
+        }
+        std::fflush(nullptr);
+        ::_exit(testing::Test::HasFailure() ? 99 : 0);
     }
     int status = 0;
     ::waitpid(pid, &status, 0);
-    return {contents(out), contents(err),
-            WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
+    return {contents(out), contents(err), WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
 }
 
 } // namespace
 
-InTempDir::InTempDir() : previous_(fs::current_path().string())
+InTempDir::InTempDir() : root_((fs::canonical(fs::temp_directory_path()) / fs::unique_path()).string())
 {
-    std::string pattern = (fs::temp_directory_path() / "statistics_run.XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("no temporary directory");
-    }
-    root_ = fs::canonical(pattern).string();
+    fs::create_directory(root_);
     fs::current_path(root_);
 }
 
 InTempDir::~InTempDir()
 {
-    fs::current_path(previous_);
+    fs::current_path("..");
     fs::remove_all(root_);
+}
+
+void expect_outcome(const Outcome &outcome, const std::string &out, const std::string &err, int status)
+{
+    EXPECT_EQ(outcome.out, out);
+    EXPECT_EQ(outcome.err, err);
+    EXPECT_EQ(outcome.status, status);
 }
 
 Outcome in_child(const std::function<void()> &function, int expected_status)
@@ -83,18 +70,66 @@ Outcome in_child(const std::function<void()> &function, int expected_status)
     return outcome;
 }
 
+std::string reported(const std::function<void()> &call, int expected_status)
+{
+    const Outcome outcome = in_child(call, expected_status);
+    EXPECT_EQ(outcome.out, outcome.err);
+    return outcome.out;
+}
+
+std::string system_error(int error_number)
+{
+    return "\nSystem error " + std::to_string(error_number) + ": " + std::strerror(error_number) + "\n";
+}
+
+std::string reason(int error_number)
+{
+    return std::string(": ") + std::strerror(error_number) + "\n" + system_error(error_number);
+}
+
+Arguments::Arguments(const std::vector<std::string> &words) : words_(words)
+{
+    for (std::string &word : words_) {
+        pointers_.push_back(word.data());
+    }
+    pointers_.push_back(nullptr);
+}
+
+Arguments shell_arguments(const std::string &script)
+{
+    return Arguments({"/bin/sh", "-c", script});
+}
+
 Outcome run_program(const std::vector<std::string> &words)
 {
     return capture([&] {
-        std::vector<char *> argv;
-        argv.reserve(words.size() + 1);
-        for (const std::string &word : words) {
-            argv.push_back(const_cast<char *>(word.c_str()));
-        }
-        argv.push_back(nullptr);
-        ::execvp(argv[0], argv.data());
+        ::execvp(words[0].c_str(), Arguments(words).data());
         ::_exit(127);
     });
+}
+
+void expect_shell_reads_back(const std::function<std::string(const std::string &)> &quote)
+{
+    std::mt19937 random(1);
+    std::string script;
+    std::string expected;
+    for (int code = 1; code < 256; ++code) {
+        std::string word;
+        for (auto length = random() % 20; length > 0; --length) {
+            word += static_cast<char>(1 + random() % 255);
+        }
+        word += "x" + std::string(1, static_cast<char>(code));
+        script += "printf '<%s>' " + quote(word) + "\n";
+        expected += '<' + word + '>';
+    }
+    expect_outcome(run_program({"sh", "-c", script}), expected, "");
+}
+
+int lowest_free_descriptor()
+{
+    const int descriptor = ::dup(STDIN_FILENO);
+    ::close(descriptor);
+    return descriptor;
 }
 
 std::string read_file(const std::string &path)
@@ -119,16 +154,30 @@ void write_script(const std::string &path, const std::string &body)
     fs::permissions(path, fs::perms::owner_all);
 }
 
+bool exists(const std::string &path)
+{
+    return fs::symlink_status(path).type() != fs::file_not_found;
+}
+
+std::string attributes(const std::string &path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
+    char text[64];
+    std::snprintf(text, sizeof text, "%u:%u %o", status.st_uid, status.st_gid, status.st_mode & 07777U);
+    return text;
+}
+
 std::string replace_all(std::string text, const std::string &from, const std::string &to)
 {
-    for (std::size_t at = text.find(from); at != std::string::npos;
-         at = text.find(from, at + to.size())) {
+    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
         text.replace(at, from.size(), to);
     }
     return text;
 }
 
-bool exists(const std::string &path)
+testing::AssertionResult contains(const std::string &text, const std::string &part)
 {
-    return fs::symlink_status(path).type() != fs::file_not_found;
+    const bool found = text.find(part) != std::string::npos;
+    return testing::AssertionResult(found) << '"' << part << "\" in \"" << text << '"';
 }

@@ -1,10 +1,20 @@
 #pragma once
 
+// What nearly every test needs.
+#include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
+
+namespace fs = boost::filesystem;
 
 // A test that works in a temporary directory of its own, which is the working directory meanwhile.
 class InTempDir : public testing::Test
@@ -17,7 +27,6 @@ protected:
     const std::string &root() const { return root_; }
 
 private:
-    std::string previous_;
     std::string root_;
 };
 
@@ -28,12 +37,45 @@ struct Outcome {
     int status = 0;
 };
 
-// Runs the function in a child process, where returning is status 0. The test fails if an
+void expect_outcome(const Outcome &outcome, const std::string &out, const std::string &err, int status = 0);
+
+// Runs the function in a child process, with errno 0 at its beginning; returning is status 0. The test fails if an
 // expectation in it does, or if it ends in another way than expected.
 Outcome in_child(const std::function<void()> &function, int expected_status = 0);
 
+// What a call in a child process reports, which is the same on both streams.
+std::string reported(const std::function<void()> &call, int expected_status = 0);
+
+// The line of a report that tells errno.
+std::string system_error(int error_number);
+
+// ": ", the text of the error number and the line of the report that tells errno, after a blank one.
+std::string reason(int error_number);
+
+// An argument vector as the routines that start programs take it.
+class Arguments
+{
+public:
+    explicit Arguments(const std::vector<std::string> &words);
+    Arguments(const Arguments &) = delete;
+
+    char *const *data() const { return pointers_.data(); }
+
+private:
+    std::vector<std::string> words_;
+    std::vector<char *> pointers_;
+};
+
+Arguments shell_arguments(const std::string &script);
+
 // Runs a program, found on PATH, in the working directory.
 Outcome run_program(const std::vector<std::string> &words);
+
+// Checks that a shell reads back what the function makes of words: one with each byte, and random ones.
+void expect_shell_reads_back(const std::function<std::string(const std::string &)> &quote);
+
+// The lowest free descriptor: it tells whether one has been left open below it.
+int lowest_free_descriptor();
 
 std::string read_file(const std::string &path);
 
@@ -41,7 +83,13 @@ std::string read_file(const std::string &path);
 void write_file(const std::string &path, const std::string &text);
 void write_script(const std::string &path, const std::string &body);
 
+// Whether there is anything at the path; links are not followed.
+bool exists(const std::string &path);
+
+// "<owner>:<group> <mode in octal>"; links are not followed.
+std::string attributes(const std::string &path);
+
 // The text with every `from` replaced.
 std::string replace_all(std::string text, const std::string &from, const std::string &to);
 
-bool exists(const std::string &path);
+testing::AssertionResult contains(const std::string &text, const std::string &part);

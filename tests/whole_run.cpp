@@ -1,56 +1,59 @@
 #include "whole_run.h"
 
-#include <boost/filesystem.hpp>
-
-#include <cstdlib>
-
-namespace fs = boost::filesystem;
-
 namespace
 {
 
-const char *const fail_on_request = R"(
+const std::string fail_on_request = R"(
 echo said; echo complained >&2
 [ -e "$ROOT/fail" ] || exit 0
 case "$*" in $(cat "$ROOT/fail")) exit 1;; esac
 )";
 
-const char *const webalizer_stub = R"({ echo "args: $*"; cat; } >>"$ROOT/ledger")";
+const std::string webalizer_stub = R"(echo "$*" >>"$ROOT/arguments"; cat >>"$ROOT/ledger")";
 
-const char *const awstats_stub = R"(
-{ echo "$AWSTATS_ENABLE_CONFIG_DIR: $*"; cat "${4#-LogFile=}"; } >>"$ROOT/ledger")";
+const std::string awstats_stub =
+    R"({ echo "$AWSTATS_ENABLE_CONFIG_DIR: $0 $*"; cat "${4#-LogFile=}"; } >>"$ROOT/ledger")";
 
 // The page builder writes the main page of the configuration into the directory.
-const char *const pages_stub = R"(
-{ printf '%s:' "$AWSTATS_ENABLE_CONFIG_DIR"; printf ' %s' "$@"; echo; } >>"$ROOT/ledger"
+const std::string pages_stub = R"(echo "$AWSTATS_ENABLE_CONFIG_DIR: $0 $*" >>"$ROOT/ledger"
 [ $# = 4 ] && config=${3#-config=} dir=${4#-dir=} || config=$6 dir=$8
 echo "$config" >"$dir/awstats.$config.html")";
 
 } // namespace
 
+const std::string preparation_lines = "Starting...\nExecuting logs preparation... \n";
+
+const Log logs[6] = {
+    {"access_log", "clf", "webstat", "http"},
+    {"access_ssl_log", "clf", "webstat-ssl", "https"},
+    {"proxy_access_log", "clf", "", ""},
+    {"proxy_access_ssl_log", "clf", "", ""},
+    {"xferlog", "ftp", "anon_ftpstat", "anon_ftp"},
+    {"xferlog_regular", "ftp", "ftpstat", "ftp"},
+};
+
 WholeRun::WholeRun()
 {
     ::setenv("ROOT", root().c_str(), 1);
-    write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D " + root() + "/v\nPRODUCT_ROOT_D " + root() +
-                                       "/p\nWEB_STAT " + root() + "/webalizer\nAWSTATS_BIN_D " +
-                                       root() + "/bin\nAWSTATS_TOOLS_D " + root() + "/tools\n");
-    write_script("webalizer", std::string(webalizer_stub) + fail_on_request);
-    write_script("bin/awstats.pl", std::string(awstats_stub) + fail_on_request);
-    write_script("tools/awstats_buildstaticpages.pl", std::string(pages_stub) + fail_on_request);
+    const std::string configuration = "HTTPD_VHOSTS_D @/v\nPRODUCT_ROOT_D @/p\nWEB_STAT @/webalizer\n"
+                                      "AWSTATS_BIN_D @/bin\nAWSTATS_TOOLS_D @/tools\n";
+    write_file("etc/zut/zut.conf", replace_all(configuration, "@", root()));
+    write_script("webalizer", webalizer_stub + fail_on_request);
+    write_script("bin/awstats.pl", awstats_stub + fail_on_request);
+    write_script("tools/awstats_buildstaticpages.pl", pages_stub + fail_on_request);
     write_script("p/admin/sbin/statistics_log_processor", "echo \"args: $*\" >>$ROOT/prepared");
     fs::create_directories("v/system");
 }
 
-void WholeRun::add_domain(const std::string &domain, bool webalizer,
-                          const std::vector<std::string> &logs)
+void WholeRun::add_domain(const std::string &domain, bool webalizer, const std::vector<std::string> &names)
 {
     fs::create_directories("v/system/" + domain + "/statistics");
     fs::create_directories("v/system/" + domain + "/logs");
     if (webalizer) {
         write_file("v/system/" + domain + "/conf/webalizer.conf", "");
     }
-    for (const std::string &name : logs) {
-        write_file(log(domain, name), name + " record\n");
+    for (const std::string &name : names) {
+        write_file(log_path(name, domain), name + " record\n");
     }
 }
 
@@ -58,8 +61,11 @@ Outcome WholeRun::run(const std::vector<std::string> &arguments) const
 {
     std::vector<std::string> words = {STATISTICS_RUN};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    Outcome outcome = run_program(words);
-    outcome.out = replace_all(outcome.out, root(), "@");
-    outcome.err = replace_all(outcome.err, root(), "@");
-    return outcome;
+    const Outcome outcome = run_program(words);
+    return {replace_all(outcome.out, root(), "@"), replace_all(outcome.err, root(), "@"), outcome.status};
+}
+
+std::string parent_line(const Log &log)
+{
+    return "Skip log `" + log.name + "' because it has parent `" + log.name.substr(sizeof "proxy") + "'\n";
 }

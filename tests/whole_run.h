@@ -2,31 +2,37 @@
 
 #include "support.h"
 
-#include <string>
-#include <vector>
+// One log that a domain can have. Those of the proxy have no statistics of their own.
+struct Log {
+    std::string name;
+    std::string format;
+    std::string directory;
+    std::string service;
+};
+extern const Log logs[6];
 
-// A run of the whole program over a tree in the temporary directory; "@" stands for its path in
-// what the program prints. The generators are stand-ins that note their arguments and what they
-// are fed in the file "ledger", say something on both streams, and fail where their arguments match
-// the shell pattern in the file "fail".
+// A run of the whole program over a tree in the temporary directory; "@" stands for its path in what the program
+// prints. The generators are stand-ins that note what they are fed in the file "ledger", and how they are called there or in "arguments", say
+// something on both streams, and fail where their arguments match the shell pattern in the file "fail".
 class WholeRun : public InTempDir
 {
 protected:
     WholeRun();
 
-    static std::string log(const std::string &domain, const std::string &name)
+    static std::string log_path(const std::string &log, const std::string &domain = "a.example")
     {
-        return "v/system/" + domain + "/logs/" + name + ".webstat";
+        return "v/system/" + domain + "/logs/" + log + ".webstat";
     }
 
     // Makes a domain, with one record in each of the prepared logs that are named.
-    static void add_domain(const std::string &domain, bool webalizer,
-                           const std::vector<std::string> &logs);
+    static void add_domain(const std::string &domain, bool webalizer, const std::vector<std::string> &names);
 
     Outcome run(const std::vector<std::string> &arguments = {}) const;
+
+    std::string ledger() const { return replace_all(read_file("ledger"), root(), "@"); }
 };
 
-inline const char *const preparation_lines = "Starting...\nExecuting logs preparation... \n";
-inline const char *const proxy_lines =
-    "Skip log `proxy_access_log' because it has parent `access_log'\n"
-    "Skip log `proxy_access_ssl_log' because it has parent `access_ssl_log'\n";
+// The line about a log of the proxy.
+std::string parent_line(const Log &log);
+
+extern const std::string preparation_lines;
