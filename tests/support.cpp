@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <utility>
 
 namespace
 {
@@ -87,7 +88,7 @@ std::string reason(int error_number)
     return std::string(": ") + std::strerror(error_number) + "\n" + system_error(error_number);
 }
 
-Arguments::Arguments(const std::vector<std::string> &words) : words_(words)
+Arguments::Arguments(std::vector<std::string> words) : words_(std::move(words))
 {
     for (std::string &word : words_) {
         pointers_.push_back(word.data());

@@ -56,7 +56,7 @@ std::string reason(int error_number);
 class Arguments
 {
 public:
-    explicit Arguments(const std::vector<std::string> &words);
+    explicit Arguments(std::vector<std::string> words);
     Arguments(const Arguments &) = delete;
 
     char *const *data() const { return pointers_.data(); }

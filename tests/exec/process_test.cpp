@@ -65,7 +65,7 @@ TEST(Process, AProgramThatDoesNotReadItsInputIsASystemErrorThatLeavesNothingBehi
     ::signal(SIGPIPE, SIG_DFL);
     try {
         capture_script("exit 0", std::string(1U << 20, 'x'));
-        FAIL() << "not thrown";
+        ADD_FAILURE() << "not thrown";
     } catch (const korvo::SystemError &error) {
         EXPECT_STREQ(error.what(), "writeToString failed: Broken pipe");
     }

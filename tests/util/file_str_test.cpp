@@ -96,7 +96,7 @@ TEST_F(FileStr, AFailureLeavesTheOldFileWhole)
 TEST_F(FileStr, EditorsOfOneFileWaitForEachOther)
 {
     const LineEditor add_one = [](const char *line, std::size_t, std::FILE *new_file, void *) {
-        return std::fprintf(new_file, "%d\n", std::atoi(line) + 1) > 0 ? 0 : -1;
+        return std::fprintf(new_file, "%d\n", std::stoi(line) + 1) > 0 ? 0 : -1;
     };
     write_file("file", "0\n");
     call_from_four_processes([&] { file_str("file", add_one, nullptr); });

@@ -28,7 +28,7 @@ TEST_F(FramePages, TheListHoldsTheSubdirectoriesInOrder)
     std::string options;
     for (const std::string name : {".hidden", "2024-1", "2024-10", "2024-9", "Z", "a'b<i>", "\xe9"}) {
         fs::create_directories("s/" + name);
-        options += "<option value='" + name + "'>" + name + "</option>\n";
+        options.append("<option value='" + name + "'>").append(name + "</option>\n");
     }
     fs::create_symlink("2024-10", "s/current");
     write_file("s/file", "");
