@@ -26,6 +26,18 @@ int Descriptor::close() noexcept
     return is_open() ? ::close(release()) : 0;
 }
 
+RaisedDescriptorLimit::RaisedDescriptorLimit() noexcept
+{
+    ::getrlimit(RLIMIT_NOFILE, &previous_);
+    const rlimit raised = {previous_.rlim_max, previous_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &raised);
+}
+
+RaisedDescriptorLimit::~RaisedDescriptorLimit()
+{
+    ::setrlimit(RLIMIT_NOFILE, &previous_);
+}
+
 bool Pipe::open()
 {
     int ends[2];

@@ -1,5 +1,6 @@
 #include "util/files.h"
 
+#include "util/descriptors.h"
 #include "util/directory_walk.h"
 #include "util/report.h"
 
@@ -27,14 +28,33 @@ void require_removed(int result, const char *format, const char *path)
     }
 }
 
+void remove_path(const char *path, bool remove_top);
+
 bool remove_entry(const char *name, const struct stat &status)
 {
     if (!S_ISDIR(status.st_mode)) {
         require_removed(::unlink(name), "Unable to unlink directory entry %s: %s\n", name);
     } else if (!is_dot_or_dot_dot(name)) {
-        remove_tree(name, true);
+        remove_path(name, true);
     }
     return true;
+}
+
+void remove_path(const char *path, bool remove_top)
+{
+    struct stat status = {};
+    if (::lstat(path, &status) != 0) {
+        require_removed(-1, "Unable to get entry %s: %s\n", path);
+        return;
+    }
+    if (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)) {
+        require_removed(::unlink(path), "Unable to unlink entry %s: %s\n", path);
+        return;
+    }
+    walk_directory(path, FinalLink::refuse, 1, remove_entry);
+    if (remove_top) {
+        require_removed(::rmdir(path), "Unable to remove dir %s: %s\n", path);
+    }
 }
 
 } // namespace
@@ -56,17 +76,6 @@ int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode)
 
 void remove_tree(const char *path, bool remove_top)
 {
-    struct stat status = {};
-    if (::lstat(path, &status) != 0) {
-        require_removed(-1, "Unable to get entry %s: %s\n", path);
-        return;
-    }
-    if (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode)) {
-        require_removed(::unlink(path), "Unable to unlink entry %s: %s\n", path);
-        return;
-    }
-    walk_directory(path, FinalLink::refuse, 1, remove_entry);
-    if (remove_top) {
-        require_removed(::rmdir(path), "Unable to remove dir %s: %s\n", path);
-    }
+    const RaisedDescriptorLimit raised;
+    remove_path(path, remove_top);
 }

@@ -53,6 +53,7 @@ void change_directory_tree(const char *path, const struct stat &status, const Tr
 
 void change_tree(const char *path, const TreeChange &change)
 {
+    const RaisedDescriptorLimit raised;
     struct stat status = {};
     if (::lstat(path, &status) != 0) {
         report(1, 0, "Unable to get entry %s: %s\n", path, std::strerror(errno));
