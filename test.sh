@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . scripts/packages.sh
 
-install_packages "${build_packages[@]}" libgtest-dev
+install_packages "${build_packages[@]}" libgtest-dev busybox
 jobs=$(nproc)
 
 build_and_test() {
