@@ -6,5 +6,6 @@
 void log_line(const std::string &text)
 {
     std::fflush(stdout);
+    std::clog.clear(); // a line that could not be written must not keep the next ones back
     std::clog << text + '\n' << std::flush;
 }
