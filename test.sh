@@ -1,10 +1,11 @@
 #!/bin/bash
-# Builds statistics_run and runs its tests: as it is, and with the sanitizers.
+# Builds statistics_run and runs its tests: as it is, with faults in its system calls, and with the
+# sanitizers.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . scripts/packages.sh
 
-install_packages "${build_packages[@]}" libgtest-dev busybox
+install_packages "${build_packages[@]}" libgtest-dev busybox strace
 jobs=$(nproc)
 
 build_and_test() {
@@ -17,4 +18,7 @@ build_and_test() {
 }
 
 build_and_test build/test
+if [[ $(uname -m) == x86_64 ]]; then
+    faults/run short build/test/tests/statistics_run_under_test
+fi
 build_and_test build/sanitized -DSANITIZE=ON
