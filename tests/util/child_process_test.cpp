@@ -69,6 +69,15 @@ TEST(RunAndReport, SaysWhatAFailedProgramWrote)
 
 TEST(WaitChild, LogsWhatItCouldNotWaitFor)
 {
+    const auto wait_for_stopped_child = [] {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::raise(SIGSTOP);
+        }
+        EXPECT_EQ(wait_child(child, "tool", nullptr), -1);
+        ::kill(child, SIGKILL);
+    };
+    EXPECT_TRUE(contains(reported(wait_for_stopped_child), ": process 'tool' stopped by signal 19\n"));
     EXPECT_EQ(reported([] { EXPECT_EQ(wait_child(-1, nullptr, nullptr), -1); }),
               "fork before spawning '<unknown>' failed\n");
     EXPECT_EQ(reported([] { EXPECT_EQ(wait_child(1, "init", nullptr), -1); }),

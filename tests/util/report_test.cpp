@@ -1,6 +1,8 @@
 #include "support.h"
 #include "util/report.h"
 
+#include <fcntl.h>
+
 TEST(Report, AppendsTheSystemErrorThatIsSet)
 {
     const std::string error_line = "\nSystem error 2: No such file or directory\n";
@@ -22,6 +24,16 @@ TEST(Report, AppendsTheSystemErrorThatIsSet)
         };
         EXPECT_EQ(reported(call), std::get<2>(row));
     }
+}
+
+TEST(Report, KeepsErrnoWhereTheOutputFails)
+{
+    in_child([] {
+        ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO);
+        errno = ENOENT;
+        report(0, 0, "text");
+        EXPECT_EQ(errno, ENOENT);
+    });
 }
 
 TEST(Report, PrefixIsTheBaseNameOfTheProgramPath)
