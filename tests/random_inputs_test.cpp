@@ -46,7 +46,7 @@ using RandomInputs = InTempDir;
 
 TEST_F(RandomInputs, ConfigurationLines)
 {
-    const std::regex definition("^\\s*([A-Za-z0-9_]+)\\s+([^#\\s][^]*)$");
+    const std::regex definition(R"(^\s*([A-Za-z0-9_]+)\s+([^#\s][^]*)$)");
     ServerConfig config = {};
     for (int i = 0; i < 5000; ++i) {
         const std::string line = random_text("Ab_1  \t\r#=-\xe9", 14) + (generator() % 8 == 0 ? "" : "\n");

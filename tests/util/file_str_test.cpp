@@ -129,6 +129,25 @@ TEST_F(LockFile, OnlyTheLockOfThatNameIsHeldUntilItsRelease)
     EXPECT_EQ(release_lock_file("name", take_lock_file("name", LockWait::return_at_once)), 0);
 }
 
+TEST_F(LockFile, TheLockGoesWithAHolderThatIsKilled)
+{
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t holder = ::fork();
+    if (holder == 0) {
+        const int lock = take_lock_file("name", LockWait::return_at_once);
+        ::_exit(lock != -1 && ::write(ready[1], "x", 1) == 1 ? ::pause() : 1);
+    }
+    char byte = 0;
+    EXPECT_EQ(::read(ready[0], &byte, 1), 1);
+    EXPECT_EQ(take_lock_file("name", LockWait::return_at_once), -1);
+    ::kill(holder, SIGKILL);
+    EXPECT_EQ(release_lock_file("name", take_lock_file("name", LockWait::wait)), 0);
+    ::waitpid(holder, nullptr, 0);
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
 TEST_F(LockFile, FailuresAreReported)
 {
     const auto calls = [] {

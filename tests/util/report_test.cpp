@@ -2,6 +2,7 @@
 #include "util/report.h"
 
 #include <fcntl.h>
+#include <syslog.h>
 
 TEST(Report, AppendsTheSystemErrorThatIsSet)
 {
@@ -43,6 +44,19 @@ TEST(Report, PrefixIsTheBaseNameOfTheProgramPath)
         EXPECT_EQ(reported([] { print_message("text", 0); }), std::string(prefix) + "text\n");
     }
     program_path = nullptr;
+}
+
+TEST(Log, GoesToTheSystemLogAndBack)
+{
+    const Outcome outcome = in_child([] {
+        log_setup(nullptr, log_level_info, LOG_USER, LOG_PERROR, "tests"); // a copy on standard error
+        log_output(log_level_error, "to the %s", "log");
+        log_setup("console", log_level_info, LOG_USER, 0, "tests");
+        log_output(log_level_error, "to the %s", "console");
+    });
+    EXPECT_EQ(outcome.out, "to the console\n");
+    EXPECT_EQ(outcome.err.rfind("tests[", 0), 0U);
+    EXPECT_TRUE(contains(outcome.err, "]: to the log\nto the console\n"));
 }
 
 TEST(Log, PassesLevelsUpToTheThresholdOfTheConsole)
