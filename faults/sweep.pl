@@ -2,7 +2,7 @@
 # Tries faults: runs the program over a small server again and again, lets another of its system
 # calls fail each time, and judges what it leaves.
 #
-# usage: sweep [--sample COUNT] [--only FAULT] PROGRAM DIRECTORY, both with their whole paths
+# usage: sweep.pl [--sample COUNT] [--only FAULT] PROGRAM DIRECTORY, both with their whole paths
 #
 # The program reads its configuration from etc/zut/zut.conf below its working directory and the time
 # from TEST_TIME, as statistics_run_under_test of the tests does. The directory is the sweep's own.
@@ -21,7 +21,7 @@ use Run;
 use Trial;
 use Tree;
 
-my $usage = "usage: sweep [--sample COUNT] [--only FAULT] PROGRAM DIRECTORY\n";
+my $usage = "usage: sweep.pl [--sample COUNT] [--only FAULT] PROGRAM DIRECTORY\n";
 my ($sample, $only);
 GetOptions('sample=i' => \$sample, 'only=s' => \$only) or die $usage;
 my ($program, $place) = @ARGV;

@@ -2,7 +2,7 @@
 # Kills the program and its generators at random moments, over a small server, and judges what is
 # left.
 #
-# usage: kills [--runs COUNT] [--generators COUNT] [--seed NUMBER] PROGRAM DIRECTORY
+# usage: kills.pl [--runs COUNT] [--generators COUNT] [--seed NUMBER] PROGRAM DIRECTORY
 #
 # Program and directory, with their whole paths, are such as for the sweep. A run is killed by
 # itself, or with all that it has started, as by a power failure.
@@ -19,7 +19,7 @@ use Run;
 use Trial;
 use Tree;
 
-my $usage = "usage: kills [--runs COUNT] [--generators COUNT] [--seed NUMBER] PROGRAM DIRECTORY\n";
+my $usage = "usage: kills.pl [--runs COUNT] [--generators COUNT] [--seed NUMBER] PROGRAM DIRECTORY\n";
 my ($runs, $generators, $seed) = (200, 200, 1);
 GetOptions('runs=i' => \$runs, 'generators=i' => \$generators, 'seed=i' => \$seed) or die $usage;
 my ($program, $place) = @ARGV;
