@@ -125,7 +125,7 @@ int read_stat_ttl(const std::string &domain)
 {
     const std::string path = domain_conf_path(domain_paths(domain), "stat_ttl.conf");
     int months = 0;
-    if (fs::exists(path)) {
+    if (fs::is_regular_file(fs::status(path))) { // a FIFO would hold the run
         std::ifstream file(path);
         file >> months;
     }

@@ -91,11 +91,13 @@ const char nav_foot[] = R"html(</select>
 </html>
 )html";
 
-// Removes a link at the path of a page: the page replaces it, and not the file that it names.
-void remove_link(const std::string &path)
+// Removes a link or a FIFO at the path of a page: the page replaces it, and neither the file that a
+// link names is written, nor does a FIFO hold the run.
+void make_way(const std::string &path)
 {
     struct stat status = {};
-    if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+    if (::lstat(path.c_str(), &status) == 0 &&
+        (S_ISLNK(status.st_mode) || S_ISFIFO(status.st_mode))) {
         ::unlink(path.c_str());
     }
 }
@@ -144,7 +146,7 @@ void write_frame_pages(const std::string &statistics_dir)
 
 void write_index_page(const std::string &path)
 {
-    remove_link(path);
+    make_way(path);
     Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
     if (!file.is_open()) {
         report(0, 0, "Unable to open file %s: %s", path.c_str(), std::strerror(errno));
@@ -165,7 +167,7 @@ void write_index_page(const std::string &path)
 
 void write_nav_page(const std::string &statistics_dir, const std::string &path)
 {
-    remove_link(path);
+    make_way(path);
     std::ofstream page(path, std::ios::trunc);
     if (!page) {
         report(0, 0, "Unable to open file %s", path.c_str());

@@ -83,7 +83,10 @@ bool make_pages(const DomainPaths &paths, const LogSource &source)
     if (!make_statistics_dir(paths.domain, source)) {
         return false;
     }
-    if (run_command(pages_command(paths, source)) != 0) {
+    const std::string command = pages_command(paths, source);
+    // A command that fills its buffer may have lost its end, and with it the log that it reads.
+    const bool may_be_cut = command.size() == bounded_buffer_size - 1;
+    if (run_command(command) != 0 || may_be_cut) {
         std::printf("The log will not be truncated because of errors above.\n");
     } else {
         truncate_log(log);

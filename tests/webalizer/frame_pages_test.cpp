@@ -14,7 +14,10 @@ using FramePages = InTempDir;
 TEST_F(FramePages, TheFramesetIsFixed)
 {
     write_file("s/index.html", std::string(2000, 'x'));
+    write_file("outside", "kept");
+    fs::create_symlink("../outside", "s/nav.html");
     EXPECT_EQ(reported([] { write_frame_pages("s"); }), "");
+    EXPECT_EQ(read_file("outside"), "kept");
     const std::string page = read_file("s/index.html");
     EXPECT_EQ(page.size(), 457U);
     EXPECT_TRUE(contains(page, "</head>\n\n<frameset rows=\"30,*\" cols=\"*\" framespacing=\"0\" frameborder=\"no\""));
