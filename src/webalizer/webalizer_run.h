@@ -6,7 +6,7 @@
 // log table: the first fills Webalizer's DNS cache from every log, the second makes the pages of
 // each log that has statistics of its own and then empties it. Each command is printed before it
 // runs.
-// A failed command is reported; its log stays as it is and is fed again at the next run, as does
+// A failed command is reported; its log stays as it is and is fed again at the next run, as is
 // that of a command which fills its 4096-byte buffer and so may have been cut. An output
 // directory that can't be made ends the run of this domain. Throws
 // boost::filesystem::filesystem_error if a log exists but its size can't be read.
