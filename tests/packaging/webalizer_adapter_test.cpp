@@ -1,6 +1,8 @@
 #include "support.h"
 #include "util/run_program.h"
 
+#include <map>
+
 // Runs the adapter of Webalizer with a stand-in for Webalizer, through different shells.
 class WebalizerAdapter : public InTempDir
 {
@@ -38,6 +40,28 @@ TEST_F(WebalizerAdapter, PassesEverythingOn)
     EXPECT_EQ(read_file("out"), "<-c><a b><->record\ncomplained\n");
     write_script("stock", "kill -TERM $PPID; exit 0");
     EXPECT_EQ(exit_bits("/bin/busybox", adapter), 128 + SIGTERM);
+}
+
+TEST_F(WebalizerAdapter, FillsTheDnsCacheAloneAndReadsItTogetherWithOthers)
+{
+    // Who else could take the lock meanwhile, to read the cache and to fill it.
+    write_script("stock",
+                 "for turn in shared exclusive; do flock -n --$turn cache.lock printf \"$turn \"; done; exit 0");
+    ::setenv("STOCK_WEBALIZER", (root() + "/stock").c_str(), 1);
+    write_file("cache.lock", "");
+    const std::map<std::string, std::string> others = {
+        {"-D cache -N 15", ""},         {"-D cache -p -N 0", "shared "},
+        {"-n -D -D cache -N 15", ""},   {"-D other -N 15", "shared exclusive "},
+        {"-N 15", "shared exclusive "},
+    };
+    for (const auto &[words, could] : others) {
+        EXPECT_EQ(run_program({"/bin/sh", "-c", adapter + " " + words}).out, could) << words;
+    }
+    EXPECT_EQ(attributes("other.lock"), "0:0 600");
+    const Outcome without_cache = run_program({adapter, "-D", "missing/cache"});
+    EXPECT_EQ(without_cache.out, "shared exclusive ");
+    EXPECT_TRUE(contains(without_cache.err, "missing/cache.lock"));
+    EXPECT_EQ(without_cache.status, 0);
 }
 
 TEST_F(WebalizerAdapter, NeedsAWebalizerThatIsNotItself)
