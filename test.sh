@@ -1,12 +1,33 @@
 #!/bin/bash
-# Builds statistics_run and runs its tests: as it is, with faults in its system calls, and with the
-# sanitizers.
+# Builds statistics_run and tests it: as it is, in a browser, with faults in its system calls, how it
+# is written, and with the sanitizers, which also tells what the tests cover.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . scripts/packages.sh
 
-install_packages "${build_packages[@]}" libgtest-dev busybox strace
 jobs=$(nproc)
+plain=build/test
+sanitized=build/sanitized
+
+# Runs a stage of the tests and tells the time it took. The first that fails ends this.
+stage() {
+    local began=$SECONDS
+    running=$1
+    shift
+    printf '\n--- %s\n' "$running"
+    "$@"
+    printf -- '--- %s: %d s\n' "$running" $((SECONDS - began))
+    running=
+}
+trap '[[ -z ${running-} ]] || printf "test.sh: FAILED: %s\n" "$running" >&2' EXIT
+
+install_all() {
+    local packages=("${build_packages[@]}" "${test_packages[@]}" "${style_packages[@]}")
+    if is_installed chromium; then
+        packages+=("${browser_packages[@]}")
+    fi
+    install_packages "${packages[@]}"
+}
 
 build_and_test() {
     local directory=$1
@@ -17,8 +38,39 @@ build_and_test() {
     as_root ctest --test-dir "$directory" --output-on-failure --no-tests=error --parallel "$jobs"
 }
 
-build_and_test build/test
+browse_pages() {
+    if is_installed chromium; then
+        tests/pages/run "$plain/tests/statistics_run_under_test"
+    else
+        printf 'Chromium is not installed: the pages are not browsed; tests/pages/run installs it\n'
+    fi
+}
+
+# The files of the counts stay, so that their modes do.
+forget_coverage() {
+    [[ ! -d $sanitized ]] || as_root find "$sanitized" -name '*.gcda' -exec truncate --size 0 {} +
+}
+
+# Tells which part of the lines of src/ the tests have run, and the files with less than 90 %.
+show_coverage() {
+    as_root gcovr --root . --filter src/ --csv "$sanitized" | awk -F, '
+        NR == 1 { next }
+        { lines += $2; covered += $3 }
+        $3 < 0.9 * $2 { low = low sprintf("\n    %5.1f %%  %s", 100 * $3 / $2, $1) }
+        END {
+            printf "The tests run %.1f %% of the lines of src/ (%d of %d)", 100 * covered / lines, covered, lines
+            print low ? "; less than 90 %:" low : ""
+            exit covered < 0.9 * lines
+        }'
+}
+
+stage 'packages' install_all
+stage 'tests' build_and_test "$plain"
+stage 'pages in a browser' browse_pages
 if [[ $(uname -m) == x86_64 ]]; then
-    faults/run short build/test/tests/statistics_run_under_test
+    stage 'faults and kills' faults/run short "$plain/tests/statistics_run_under_test"
 fi
-build_and_test build/sanitized -DSANITIZE=ON
+stage 'style' scripts/check_style
+forget_coverage
+stage 'tests with sanitizers' build_and_test "$sanitized" -DSANITIZE=ON -DCMAKE_CXX_FLAGS=--coverage
+stage 'coverage' show_coverage

@@ -6,6 +6,14 @@
 build_packages=(g++ cmake make libboost-filesystem-dev libboost-program-options-dev
     libboost-system-dev libssl-dev)
 
+# What its tests need, the checks of how it is written, and the tests of its pages.
+# shellcheck disable=SC2034
+test_packages=(libgtest-dev busybox strace gcovr)
+# shellcheck disable=SC2034
+style_packages=(clang-format clang-tidy libgtest-dev shellcheck perl python3)
+# shellcheck disable=SC2034
+browser_packages=(chromium chromium-driver python3 python3-selenium)
+
 # Ends the script with a message.
 fail() {
     printf '%s: %s\n' "${0##*/}" "$1" >&2

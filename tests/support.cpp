@@ -1,5 +1,6 @@
 #include "support.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <cstdio>
@@ -126,6 +127,33 @@ void expect_shell_reads_back(const std::function<std::string(const std::string &
         }
         expect_outcome(run_program({"sh", "-c", script}), expected, "");
     }
+}
+
+void use_up_descriptors()
+{
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = static_cast<rlim_t>(lowest_free_descriptor());
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+void forbid_children()
+{
+    const rlimit none = {0, 0};
+    EXPECT_EQ(::setuid(65534) + ::setrlimit(RLIMIT_NPROC, &none), 0);
+}
+
+void let_signals_interrupt()
+{
+    struct sigaction action = {};
+    action.sa_handler = [](int) {
+    };
+    EXPECT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
+}
+
+std::string after_signals(const std::string &script)
+{
+    return "for i in 1 2 3 4 5 6 7 8 9; do kill -USR1 $PPID; (:); done; " + script;
 }
 
 int lowest_free_descriptor()

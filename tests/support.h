@@ -74,6 +74,15 @@ Outcome run_program(const std::vector<std::string> &words);
 // Checks that a shell reads back what the function makes of words: one with each byte, and random ones.
 void expect_shell_reads_back(const std::function<std::string(const std::string &)> &quote);
 
+// Leaves this process without a free descriptor; makes it nobody's, and one that may not fork.
+void use_up_descriptors();
+void forbid_children();
+
+// Has this process's system calls interrupted by signals, and a shell script begin with many to who has
+// started it.
+void let_signals_interrupt();
+std::string after_signals(const std::string &script);
+
 // The lowest free descriptor: it tells whether one has been left open below it.
 int lowest_free_descriptor();
 

@@ -47,6 +47,12 @@ TEST(Process, SwitchesTheUserCompletelyOrNotAtAll)
 {
     EXPECT_EQ(capture_script("id -u; id -G", "", "nobody").out, "65534\n65534\n");
     EXPECT_EQ(capture_script("id -u", "", "no such user").out, "0\n");
+    in_child([] {
+        ASSERT_EQ(::setuid(65534), 0);
+        const Outcome outcome = capture_script("echo started", "", "daemon");
+        EXPECT_TRUE(outcome.status == -1 && outcome.out.empty());
+        EXPECT_TRUE(contains(outcome.err, "p_setuid() to 'daemon' failed: Operation not permitted"));
+    });
 }
 
 TEST(Process, MegabytesOnAllThreeStreamsAtOnce)
@@ -75,6 +81,36 @@ TEST(Process, AProgramThatDoesNotReadItsInputIsASystemErrorThatLeavesNothingBehi
     EXPECT_EQ(sigismember(&mask, SIGPIPE), 0);
     EXPECT_EQ(lowest_free_descriptor(), lowest_free);
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+}
+
+TEST(Process, NoPipesEndTheProcessAndNoChildIsASystemError)
+{
+    const auto without_pipes = [] {
+        use_up_descriptors();
+        capture_script("echo started");
+    };
+    EXPECT_EQ(in_child(without_pipes, 1).out, "forkExecvGetOutErr: pipe() failed" + system_error(EMFILE));
+    in_child([] {
+        const int lowest_free = lowest_free_descriptor();
+        forbid_children();
+        try {
+            capture_script("echo started");
+            ADD_FAILURE() << "not thrown";
+        } catch (const korvo::SystemError &error) {
+            EXPECT_STREQ(error.what(), "forkExecvPipes: fork() failed: Resource temporarily unavailable");
+        }
+        EXPECT_EQ(lowest_free_descriptor(), lowest_free);
+    });
+}
+
+TEST(Process, GoesOnAfterSignals)
+{
+    const std::string interrupting = after_signals("cat; exec >&- 2>&-; " + after_signals("exit 7"));
+    in_child([&] {
+        let_signals_interrupt();
+        const std::string input(300000, 'x');
+        expect_outcome(capture_script(interrupting, input), input, "", 7);
+    });
 }
 
 TEST(Process, AMissingProgramIsReportedInItsChild)

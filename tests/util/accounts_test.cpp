@@ -26,6 +26,7 @@ TEST(Accounts, UnknownOnesAreReportedWithErrnoKept)
         {[&] { return group_id_by_id(987654, &group) == -1; }, "getgrgid(987654): " + reason},
         {[] { return user_name("no one") == nullptr; }, "user no one not found"},
         {[] { return user_name("987654") == nullptr; }, "user 987654 not found"},
+        {[] { return user_name("4295032830") == nullptr; }, "user 4295032830 not found"}, // nobody's and 2^32
     };
     for (const auto &row : cases) {
         const auto call = [&] {

@@ -66,16 +66,21 @@ TEST_F(FileStr, AFailureLeavesTheOldFileWhole)
 {
     const auto limit_file_size = [] {
         ::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {5000, 5000};
+        const rlimit limit = {5000, RLIM_INFINITY};
         ::setrlimit(RLIMIT_FSIZE, &limit);
     };
     const std::string not_created = "file_str: Unable to create file @/file.tmp: ";
     const std::tuple<std::string, std::function<void()>, std::string> cases[] = {
         {"a\n!\n", [] {}, ""},
         {std::string(100000, 'a'), limit_file_size, "cannot write a line to @/file.tmp" + system_error(EFBIG)},
+        {std::string(6000, 'a'), limit_file_size, "cannot write a line to @/file.tmp" + system_error(EFBIG)},
         {"a\n", [] { ::mkdir("file.tmp", 0700); }, not_created + "File exists\n" + system_error(EEXIST)},
         {"a\n", [] { EXPECT_EQ(::setuid(65534), 0); }, not_created + "Permission denied\n" + system_error(EACCES)},
         {"a\n", [] { fs::remove("file"); }, "file_str: Unable to stat file file" + reason(ENOENT)},
+        {"a\n", [] { EXPECT_EQ(::chmod(".", 0777) + ::setuid(65534), 0); },
+         "file_str: Unable to set owner and mode of file @/file.tmp" + reason(EPERM)},
+        {"a\n", [] { EXPECT_EQ(::chmod("file", 0) + ::setuid(65534), 0); },
+         "file_str: Unable to open file @/file" + reason(EACCES)},
     };
     ::chmod(".", 0755);
     for (const auto &[text, prepare, message] : cases) {
@@ -91,6 +96,19 @@ TEST_F(FileStr, AFailureLeavesTheOldFileWhole)
         EXPECT_FALSE(fs::is_regular_file("file.tmp"));
         fs::remove("file.tmp");
     }
+}
+
+TEST_F(FileStr, ANewFileOfAnotherEditorIsLeftToIt)
+{
+    const LineEditor lose_new_file = [](const char *, std::size_t, std::FILE *, void *) {
+        fs::remove("file.tmp");
+        write_file("file.tmp", "another's");
+        return 0;
+    };
+    write_file("file", "a\n");
+    EXPECT_EQ(reported([&] { EXPECT_EQ(file_str("file", lose_new_file, nullptr), -1); }),
+              "Unable to rename file " + root() + "/file.tmp" + reason(ESTALE));
+    EXPECT_EQ(read_file("file") + read_file("file.tmp"), "a\nanother's");
 }
 
 TEST_F(FileStr, EditorsOfOneFileWaitForEachOther)

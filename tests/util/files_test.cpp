@@ -14,6 +14,24 @@ TEST_F(Files, MakeDirOwnedMakesAndResets)
     ::umask(mask);
 }
 
+TEST_F(Files, MakeDirOwnedReportsWhatItCouldNotDo)
+{
+    write_file("file", "");
+    fs::permissions(".", fs::perms::all_all);
+    const std::pair<const char *, std::string> cases[] = {
+        {"x/y", "ERROR: Unable to mkdir x/y" + reason(ENOENT)},
+        {"file/x", "ERROR: Unable to mkdir file/x" + reason(ENOTDIR)},
+        {"dir", "ERROR: Unable to chown dir" + reason(EPERM)},
+    };
+    for (const auto &[path, message] : cases) {
+        const auto make_as_nobody = [&path = path] {
+            ASSERT_EQ(::setuid(65534), 0);
+            EXPECT_EQ(make_dir_owned(path, 0, 0, 0755), -1);
+        };
+        EXPECT_EQ(reported(make_as_nobody), message);
+    }
+}
+
 TEST_F(Files, RemoveTreeTakesEverythingInsideAndNothingOutside)
 {
     write_file("outside/kept", "x");
@@ -61,6 +79,31 @@ TEST_F(Files, RemoveTreeEndsTheProgramOnAFailure)
         };
         EXPECT_EQ(reported(remove_as_nobody, 1), message);
         EXPECT_TRUE(exists("tree/sub/kept"));
+    }
+}
+
+TEST_F(Files, AWalkThatCannotBeginLeavesEverythingAsItWas)
+{
+    const EntryVisitor visit = [](const char *, const struct stat &) {
+        ADD_FAILURE() << "visited";
+        return true;
+    };
+    fs::create_directory("listed");
+    ASSERT_EQ(::chmod("listed", 0444) + ::chmod(".", 0755), 0);
+    const std::tuple<void (*)(), const char *, std::string> cases[] = {
+        {[] {}, "missing", "Unable to open dir missing" + reason(ENOENT)},
+        {[] { EXPECT_EQ(::setuid(65534), 0); }, "listed", "Unable to change dir listed" + reason(EACCES)},
+        {use_up_descriptors, "listed", "Unable to get file descriptor of current dir" + reason(EMFILE)},
+    };
+    for (const auto &[prepare, path, message] : cases) {
+        const auto walk = [&visit, &prepare = prepare, &path = path] {
+            const int lowest_free = lowest_free_descriptor();
+            prepare();
+            EXPECT_FALSE(walk_directory(path, FinalLink::follow, 0, visit));
+            EXPECT_TRUE(exists("listed"));
+            EXPECT_TRUE(prepare == use_up_descriptors || lowest_free_descriptor() == lowest_free);
+        };
+        EXPECT_EQ(reported(walk), message);
     }
 }
 

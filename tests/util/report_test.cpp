@@ -27,6 +27,15 @@ TEST(Report, AppendsTheSystemErrorThatIsSet)
     }
 }
 
+TEST(Report, ATextThatCannotBeFormattedIsEmpty)
+{
+    const wchar_t no_character[] = {0x7fffffff, 0};
+    EXPECT_EQ(reported([&] { report(0, 0, "%ls", no_character); }), "\n");
+    EXPECT_EQ(reported([&] { log_message(0, "%ls", no_character); }), "");
+    EXPECT_EQ(reported([&] { xasprintf("%ls", no_character); }, 1),
+              "Cannot allocate memory: Invalid or incomplete multibyte or wide character" + system_error(EILSEQ));
+}
+
 TEST(Report, KeepsErrnoWhereTheOutputFails)
 {
     in_child([] {

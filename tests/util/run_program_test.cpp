@@ -1,8 +1,11 @@
 #include "support.h"
 #include "util/child_process.h"
 #include "util/descriptors.h"
+#include "util/malloced.h"
 #include "util/run_program.h"
 #include "util/shell_command.h"
+
+#include <regex>
 
 TEST(ForkExecv, ReturnsTheRawStatus)
 {
@@ -60,6 +63,67 @@ TEST(ForkExecFd, ReportsWhatWentWrong)
     }
     EXPECT_TRUE(contains(reported([] { fork_exec_fd(-1, -1, "/bin/sh", "-c", "kill -TERM $$", nullptr); }),
                          " killed by signal 15\n"));
+}
+
+TEST(ForkExecFd, DoesNotWaitForAStoppedProgram)
+{
+    const std::string report =
+        reported([] { EXPECT_EQ(fork_exec_fd(-1, -1, "/bin/sh", "-c", "kill -STOP $$", nullptr), -1); });
+    std::smatch child;
+    ASSERT_TRUE(
+        std::regex_match(report, child, std::regex("The child process with pid (\\d+) stopped by signal 19\n")));
+    EXPECT_EQ(::kill(std::stoi(child[1]), SIGKILL), 0);
+}
+
+TEST(StartingPrograms, FailsWithoutADescriptorOrAProcess)
+{
+    char *text = nullptr;
+    const Arguments arguments = shell_arguments("echo hit");
+    const std::string again = system_error(EAGAIN);
+    const std::string too_many = system_error(EMFILE);
+    const std::tuple<void (*)(), std::function<void()>, std::string, int> cases[] = {
+        {forbid_children, [&] { fork_execv("/bin/sh", arguments.data()); }, "Unable to fork" + again, 1},
+        {forbid_children, [] { util_exec("/bin/sh", nullptr); }, "fork_execv: fork() failed" + again, 1},
+        {forbid_children, [] { EXPECT_EQ(fork_exec_fd(-1, -1, "/bin/sh", nullptr), -1); },
+         "Error occured during fork():\nResource temporarily unavailable" + again, 0},
+        {forbid_children, [&] { fork_execv_getouterr(&text, &text, "/bin/sh", arguments.data()); },
+         "fork_execv_pipes: fork() failed" + again, 1},
+        {use_up_descriptors, [] { EXPECT_EQ(fork_exec_fd(-1, -1, "/bin/sh", nullptr), -1); },
+         "fork_exec_fd pipe(): Too many open files" + too_many, 0},
+        {use_up_descriptors, [&] { fork_execv_getouterr(&text, &text, "/bin/sh", arguments.data()); },
+         "fork_execv_getouterr: pipe() failed" + too_many, 1},
+        {use_up_descriptors, [] { EXPECT_EQ(popen_exec("echo hit"), -1); },
+         "popen_exec: failed to execute command: Too many open files\n" + too_many, 0},
+        {use_up_descriptors, [] { EXPECT_EQ(popen_exec_with_input("echo hit", ""), -1); },
+         "Failed to execute command with input: either pipe, fork or memory allocation failed." + too_many, 0},
+    };
+    for (const auto &[prepare, call, report, status] : cases) {
+        const auto prepared_call = [&prepare = prepare, &call = call] {
+            prepare();
+            call();
+        };
+        EXPECT_EQ(in_child(prepared_call, status).out, report);
+    }
+}
+
+TEST(StartingPrograms, GoesOnAfterSignals)
+{
+    const std::string script = after_signals("exec >&- 2>&-; " + after_signals("exit 7"));
+    const std::string text(300000, 'x');
+    in_child([&] {
+        char *out = nullptr;
+        char *err = nullptr;
+        const Arguments arguments = shell_arguments("echo out; " + script);
+        let_signals_interrupt();
+        EXPECT_EQ(fork_execv("/bin/sh", arguments.data()), 7 << 8);
+        EXPECT_EQ(fork_exec_fd(-1, -1, "/bin/sh", "-c", script.c_str(), nullptr), 7);
+        EXPECT_EQ(fork_execv_getouterr(&out, &err, "/bin/sh", arguments.data()), 7);
+        EXPECT_STREQ(Malloced<char>(out).get(), "out\n");
+        EXPECT_STREQ(Malloced<char>(err).get(), "");
+        EXPECT_EQ(popen_exec_output(after_signals("echo out").c_str(), &out), 0);
+        EXPECT_STREQ(Malloced<char>(out).get(), "out\n");
+        EXPECT_EQ(popen_exec_with_input(after_signals("[ $(wc -c) = 300000 ]").c_str(), text.c_str()), 0);
+    });
 }
 
 TEST(RunWithArguments, PassesAtMost99)

@@ -67,6 +67,7 @@ TEST_F(SmallFiles, FailuresAreReported)
         {[] { return rename_dir("dir", "dirs"); }, "Directory rename error: target directory dirs already exists.\n",
          EEXIST},
         {[] { return rename_dir("x", "y"); }, "Remaming x to y failed: No such file or directory\n", ENOENT},
+        {[] { return rename_dir("file", "y"); }, "Remaming file to y failed: Not a directory\n", ENOTDIR},
         {[] { return is_dir_inside("dir", "file"); }, "Unable to change dir file: Not a directory\n", ENOTDIR},
         {[&] { return read_line("x", buffer, 16); }, "Unable to open file x: No such file or directory\n", ENOENT},
         {[&] { return read_line("dir", buffer, 16); }, "Unable to read line from file: Is a directory\n", EISDIR},

@@ -1,6 +1,8 @@
 #include "support.h"
 #include "webalizer/frame_pages.h"
 
+#include <sys/resource.h>
+
 namespace
 {
 
@@ -66,6 +68,17 @@ TEST_F(FramePages, FailuresEndOnlyTheirPage)
     }
     EXPECT_EQ(read_file("nav").size(), head_size);
     EXPECT_EQ(read_file("taken/nav.html").substr(head_size), "<option value='index.html'>index.html</option>\n" + foot);
+}
+
+TEST_F(FramePages, ADiskThatFillsUpInTheFramesetIsReported)
+{
+    write_file("index.html", "");
+    const auto call = [] {
+        const rlimit limit = {400, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        write_index_page("index.html");
+    };
+    EXPECT_EQ(reported(call), "Unable to write 457 bytes to file index.html: 400 bytes written\n");
 }
 
 TEST_F(FramePages, AFullDiskAmongTheEntriesStopsThePageWhereItIs)

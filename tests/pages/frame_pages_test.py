@@ -1,0 +1,168 @@
+"""Browses in Chromium the frame pages that the program writes.
+
+usage: frame_pages_test.py PROGRAM DIRECTORY
+"""
+
+import functools
+import http.server
+import sys
+import threading
+import unittest
+
+from selenium import webdriver
+from selenium.common.exceptions import TimeoutException
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.support.ui import Select, WebDriverWait
+
+from sample_server import SampleServer
+
+PATIENCE = 60  # seconds
+
+CHROMIUM_OPTIONS = """--headless --no-sandbox --disable-gpu --disable-dev-shm-usage --disable-quic
+    --no-first-run --no-proxy-server --disable-background-networking --disable-component-update
+    --disable-sync""".split()
+
+# What scripts say of the list, of the page and of the frames.
+ENTRIES = "Array.from(document.periodForm.periodSelect, entry => entry.text)"
+ELEMENTS = "Array.from(document.body.querySelectorAll('*'), element => element.tagName)"
+SHOWN = "[decodeURIComponent(location), document.body?.innerText.trim()]"
+FRAMES = "Array.from(frames, frame => [frame.name, frame.document.title, frame.document.readyState])"
+
+
+class QuietHandler(http.server.SimpleHTTPRequestHandler):
+    def log_message(self, *_):
+        pass
+
+
+def start_browser():
+    options = webdriver.ChromeOptions()
+    options.binary_location = "/usr/bin/chromium"
+    for option in [*CHROMIUM_OPTIONS, f"--user-data-dir={PLACE}/profile"]:
+        options.add_argument(option)
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+
+
+class FramePages(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.server = SampleServer(f"{PLACE}/server", PROGRAM)
+        handler = functools.partial(QuietHandler, directory=str(cls.server.root))
+        cls.web = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
+        cls.addClassCleanup(cls.web.server_close)
+        threading.Thread(target=cls.web.serve_forever, daemon=True).start()
+        cls.addClassCleanup(cls.web.shutdown)
+        cls.browser = start_browser()
+        cls.addClassCleanup(cls.browser.quit)
+
+    def open_pages(self, months=("2024-11",), directories=()):
+        """Opens the pages of a new domain with runs in the months and the directories from before."""
+        path = self.server.add_domain(months, directories)
+        self.address = f"http://127.0.0.1:{self.web.server_port}/{path}/"
+        self.browser.get(self.address)
+        self.wait_for_page("current", months[-1])
+
+    def ask(self, expression, frame=None):
+        """The value of a script's expression in the frameset or in one of its frames."""
+        self.browser.switch_to.default_content()
+        if frame:
+            self.browser.switch_to.frame(frame)
+        return self.browser.execute_script("return " + expression)
+
+    def wait_for(self, expected, expression, frame=None):
+        seen = []
+
+        def is_there(_):
+            seen[:] = [self.ask(expression, frame)]
+            return seen == [expected]
+
+        try:
+            WebDriverWait(self.browser, PATIENCE, poll_frequency=0.05).until(is_there)
+        except TimeoutException:
+            self.assertEqual(seen, [expected])
+
+    def wait_for_page(self, directory, name):
+        """Waits until the main frame shows the page in a directory, which tells its name."""
+        page = [f"{self.address}{directory}/index.html", "Pages of " + name]
+        self.wait_for(page, SHOWN, "mainFrame")
+
+    def expect_list(self, *names):
+        self.assertEqual(self.ask(ENTRIES, "topFrame"), ["Current", *names])
+
+    def expect_elements(self, *names):
+        self.assertEqual(self.ask(ELEMENTS, "topFrame"), ["FORM", "SELECT", "OPTION", *names])
+
+    def expect_no_script_has_run(self):
+        self.assertIsNone(self.ask("window.hasRun"))
+
+    def choose(self, entry):
+        self.browser.switch_to.default_content()
+        self.browser.switch_to.frame("topFrame")
+        Select(self.browser.find_element("name", "periodSelect")).select_by_visible_text(entry)
+
+    def test_both_frames_load(self):
+        self.open_pages()
+        self.assertEqual(self.browser.title, "AWStats for domain")
+        self.wait_for([["topFrame", "Navigation", "complete"], ["mainFrame", "", "complete"]], FRAMES)
+        self.expect_list("2024-11")
+        self.assertEqual(self.ask("document.periodForm.periodSelect.value", "topFrame"), "current")
+
+    def test_each_month_can_be_chosen(self):
+        self.open_pages(["2024-10", "2023-12", "2024-02", "2024-11"])
+        months = ["2023-12", "2024-02", "2024-10", "2024-11"]
+        self.expect_list(*months)
+        for month in months:
+            self.choose(month)
+            self.wait_for_page(month, month)
+        self.choose("Current")
+        self.wait_for_page("current", "2024-11")
+
+    def test_other_names_are_entries_like_the_months(self):
+        names = ['2023"', '2024-01">', "2024-12 old", "<1 & >2", "`$(reboot)`", "{{7*7}};"]
+        self.open_pages(directories=names)
+        self.expect_list(*sorted([*names, "2024-11"]))
+        self.expect_elements(*["OPTION"] * 7)
+        for name in names:
+            self.choose(name)
+            self.wait_for_page(name, name)
+
+    # The names are written without escaping. What that can do to the page is a reason why only the
+    # program's user makes directories among the statistics.
+
+    def test_a_quote_cuts_where_its_entry_leads(self):
+        self.open_pages(directories=["2024-01", "2024-01'02", "2024-01' onclick='top.hasRun=1"])
+        self.expect_list("2024-01", "2024-01' onclick='top.hasRun=1", "2024-01'02", "2024-11")
+        self.expect_elements(*["OPTION"] * 4)
+        for entry, directory in [("2024-01'02", "2024-01"), ("2024-11", "2024-11")]:
+            self.choose(entry)
+            self.wait_for_page(directory, directory)
+        self.expect_no_script_has_run()
+
+    def test_an_element_that_closes_with_its_entry_costs_no_month(self):
+        self.open_pages(directories=["2023-12", "2024-01<b>"])
+        self.expect_list("2023-12", "2024-01", "2024-11")
+        self.choose("2024-11")
+        self.wait_for_page("2024-11", "2024-11")
+
+    def test_an_element_that_stays_open_takes_the_months_behind_it(self):
+        for name in ["2024-01'><script>top.hasRun=1", '2024-01"><script>top.hasRun=1']:
+            self.open_pages(directories=["2023-12", name])
+            self.assertEqual(self.ask(ENTRIES, "topFrame")[:2], ["Current", "2023-12"])
+            self.assertNotIn("2024-11", self.ask(ENTRIES, "topFrame"))
+            self.choose("2023-12")
+            self.wait_for_page("2023-12", "2023-12")
+            self.expect_no_script_has_run()
+
+    def test_a_handler_in_a_name_runs(self):
+        self.open_pages(directories=["2024-01<input autofocus onfocus=top.hasRun=1>"])
+        self.wait_for(1, "window.hasRun")
+
+    def test_a_name_that_is_an_address_is_followed(self):
+        self.open_pages(directories=["javascript:top.hasRun=1,1"])
+        self.expect_no_script_has_run()
+        self.choose("javascript:top.hasRun=1,1")
+        self.wait_for(1, "window.hasRun")
+
+
+if __name__ == "__main__":
+    PROGRAM, PLACE = sys.argv[1:]
+    unittest.main(argv=sys.argv[:1])
