@@ -1,8 +1,7 @@
-# The system calls that the program makes itself, and the errors that they can give.
+# The errors that system calls can give.
 package Calls;
 use strict;
 use warnings;
-use Tree;
 
 # Errors of calls that take a path. That it is not there (ENOENT) is an answer rather than a failure
 # where the program looks at something or removes it, and a wrong answer is no fault to be tried.
@@ -31,8 +30,8 @@ my %errors = (
     mmap => ['ENOMEM'],
     newfstatat => \&status_errors,
     openat => \&open_errors,
-    pipe => ['EMFILE', 'ENFILE'],
-    pipe2 => ['EMFILE', 'ENFILE'],
+    pipe => [qw(EMFILE ENFILE ENOMEM)],
+    pipe2 => [qw(EMFILE ENFILE ENOMEM)],
     poll => ['EINTR', 'ENOMEM'],
     ppoll => ['EINTR', 'ENOMEM'],
     read => \&read_errors,
@@ -65,7 +64,7 @@ sub is_pipe {
 
 sub close_errors {
     my ($arguments) = @_;
-    return is_pipe($arguments) ? () : ('EIO', 'EINTR', 'ENOSPC');
+    return is_pipe($arguments) ? () : qw(EIO EINTR ENOSPC EDQUOT);
 }
 
 sub fcntl_errors {
@@ -100,7 +99,11 @@ sub wait_errors {
     return $arguments =~ /WNOHANG/ ? () : ('EINTR');
 }
 
-sub write_errors { return qw(EIO ENOSPC EDQUOT) }
+# The streams may be somebody else's pipe or terminal.
+sub write_errors {
+    my ($arguments) = @_;
+    return (qw(EIO ENOSPC EDQUOT EFBIG), $arguments =~ /^[12]</ ? qw(EAGAIN EINTR) : ());
+}
 
 sub errors_of {
     my ($call) = @_;
@@ -109,73 +112,17 @@ sub errors_of {
     return ref $errors eq 'ARRAY' ? @$errors : $errors->(@$call{qw(arguments non_blocking)});
 }
 
-# What strace writes about one call, after the process id that begins the lines about several.
-sub parse {
-    my ($line) = @_;
-    my ($name, $arguments, $result) = $line =~ /^(\w+)\((.*)\) += (.*)$/ or return;
-    return {name => $name, arguments => $arguments, result => $result};
-}
+# Calls that only look, or for which others are made.
+my %harmless = map { $_ => 1 } qw(close_range fstat lstat newfstatat stat statx);
 
-# The calls of a run from the beginning of main on, numbered by their names as strace does, which
-# counts from the beginning of the process.
-sub of_program {
-    my ($trace) = @_;
-    my (%count, %non_blocking, @calls);
-    for my $line (split /\n/, $trace) {
-        my $call = parse($line) or next;
-        $call->{occurrence} = ++$count{$call->{name}};
-        my ($pipe) = $call->{arguments} =~ /^\d+<(pipe:\[\d+\])>/;
-        $non_blocking{$pipe} = 1 if $pipe && $call->{arguments} =~ /F_SETFL.*O_NONBLOCK/;
-        $call->{non_blocking} = $pipe && $non_blocking{$pipe};
-        push @calls, $call if @calls || $call->{arguments} =~ m{"/dev/null", O_RDWR};
-    }
-    die "Nothing is known of what the program does\n" if !@calls;
-    return @calls;
-}
-
-# The whole lines of a trace of several processes: strace breaks off the line of a call during which
-# another process does something.
-sub whole_lines {
-    my ($trace) = @_;
-    my (%begun, @lines);
-    for my $line (split /\n/, $trace) {
-        my ($pid, $text) = $line =~ /^(\d+) +(.*)$/ or next;
-        if ($text =~ /^(.*) <unfinished \.\.\.>$/) {
-            $begun{$pid} = $1;
-        } elsif ($text =~ /^<\.\.\. \w+ resumed>(.*)$/) {
-            push @lines, [$pid, "$begun{$pid}$1"];
-        } else {
-            push @lines, [$pid, $text];
-        }
-    }
-    return @lines;
-}
-
-# The calls that the program's children make until they become other programs. The children are
-# numbered in their order, and the calls of each by their names.
-sub of_children {
-    my ($trace) = @_;
-    my @lines = whole_lines($trace);
-    my $program = $lines[0][0];
-    my (%calls, %count, @children);
-    for (@lines) {
-        my ($pid, $text) = @$_;
-        my $call = parse($text) or next;
-        if ($pid == $program) {
-            push @children, $1 if $call->{name} =~ /clone|fork/ && $call->{result} =~ /^(\d+)/;
-            next;
-        }
-        my $known = $calls{$pid} ||= [];
-        next if @$known && $known->[-1]{name} eq 'execve';
-        $call->{occurrence} = ++$count{$pid}{$call->{name}};
-        push @$known, $call;
-    }
-    for my $number (1 .. @children) {
-        my $calls = $calls{$children[$number - 1]};
-        my ($program) = $calls->[-1]{arguments} =~ /^("[^"]*")/;
-        @$_{qw(child becomes)} = ($number, $program) for @$calls;
-    }
-    return map { @{$calls{$_}} } @children;
+# Whether an error must be told even if the run does all that it would do without: not if the call
+# is harmless, can be made again, or ends reading. Lines that can't be written can't tell.
+sub is_failure {
+    my ($call) = @_;
+    my ($name, $arguments) = @$call{qw(name arguments)};
+    return 0 if $harmless{$name} || $name eq 'write' && $arguments =~ /^[12]</;
+    return 0 if $call->{error} =~ /^(EINTR|EAGAIN)$/ && $name =~ /^(poll|ppoll|read|wait4)$/;
+    return $name ne 'close' || $call->{written};
 }
 
 1;

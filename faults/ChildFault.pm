@@ -127,6 +127,7 @@ sub disturb {
 # Runs a command with the fault. Returns the result and whether the call was made.
 sub run {
     my ($command, $directory, $output, $fault) = @_;
+    die "The number of $fault->{name} is not known\n" if !defined $numbers{$fault->{name}};
     my $hit = 0;
     my $wait = sub {
         my ($pid) = @_;

@@ -42,6 +42,18 @@ sub records {
         Tree::counted_logs($root), Tree::uncounted_logs($root);
 }
 
+# The logs are whole, as their generator has not ended well.
+sub kept {
+    my ($root, $offered, @logs) = @_;
+    my @wrong;
+    for my $log (@logs) {
+        my %has = map { $_ => 1 } lines_of($log->{path}), lines_of("$root/incoming/$log->{name}");
+        push @wrong, "$log->{path} was emptied, though its generator failed"
+            if grep { !$has{$_} } @{$offered->{$log->{name}}};
+    }
+    return @wrong;
+}
+
 # The number of records that judgements call lost.
 sub lost_records {
     my %lost = map { $_ => 1 } grep { /is lost$/ } map { @$_ } @_;
@@ -64,7 +76,7 @@ my $domains = 'vhosts/system';
 my $months = "$Tree::previous_month|$Tree::this_month|$Tree::expired_month";
 my @output = (
     qr{^(ledger|incoming)/}, # the stand-ins'
-    qr{^running$},
+    qr{^(running|complaints)$},
     qr{^panel/var/webalizer/webalizer\.cache$},
     qr{^$domains/$Tree::webalizer/statistics/(webstat|anon_ftpstat)(/|$)},
     qr{^$domains/$Tree::awstats/statistics/(webstat|ftpstat)/(index\.html|nav\.html|current)$},
@@ -84,7 +96,7 @@ sub matches {
 sub unchanged {
     my ($path, $before, $after) = @_;
     return 0 if $before->{inode} != $after->{inode} || $before->{rights} ne $after->{rights};
-    return 1 if $path =~ /\.webstat$/ || $before->{kind} eq 'directory';
+    return 1 if $path =~ m{^$domains/[^/]+/logs/\w+\.webstat$} || $before->{kind} eq 'directory';
     return $before->{content} eq $after->{content} && $before->{changed} == $after->{changed};
 }
 
@@ -107,6 +119,12 @@ sub outside {
     return @wrong;
 }
 
+# What the stand-ins found: descriptors that are not theirs, or another working directory.
+sub surroundings {
+    my ($root) = @_;
+    return lines_of("$root/complaints");
+}
+
 use constant SIGABRT => 6;
 
 # The run comes to an end of a kind that it knows, and leaves no children.
@@ -117,6 +135,8 @@ sub ending {
     my ($code, $signal) = ($result->{status} >> 8, $result->{status} & 127);
     push @wrong, "it ended by signal $signal" if $signal != 0 && $signal != SIGABRT;
     push @wrong, "it ended with status $code" if $code > 1;
+    push @wrong, 'it ended with 0 and did not finish'
+        if $result->{status} == 0 && $result->{out} !~ /^Finished\.$/m;
     push @wrong, "it left $result->{left}" if $result->{left} ne 'nothing';
     return @wrong;
 }
@@ -141,7 +161,7 @@ sub differences {
     my ($root, $wanted, $entries) = @_;
     my @different;
     for my $path (sort keys %{{%$wanted, %$entries}}) {
-        next if $path =~ m{^\Q$root\E/(ledger|incoming|running)};
+        next if $path =~ m{^\Q$root\E/(ledger|incoming|running|complaints)};
         my ($want, $entry) = ($wanted->{$path}, $entries->{$path});
         if (!$want) {
             push @different, "$path is left over";
@@ -190,17 +210,17 @@ sub silence {
         @missing - $allowed, $allowed, $missing[-1]);
 }
 
-my $path_or_routine = qr{/\w|\w\(|\w+_exec|\w+ToString|(entry|dir) \S|current dir:};
-
-# Whatever is not as after an undisturbed run is explained: with a path or a routine, and a reason.
+# A failure is told, with its reason and with the path or the routine: $expected has patterns of
+# both. "always" is set in it if that holds even where everything is as after an undisturbed run.
 sub visibility {
-    my ($usual, $result, $reason, @different) = @_;
+    my ($usual, $result, $expected, @different) = @_;
     push @different, "wait status $result->{status}" if ($result->{status} || 0) != 0;
+    push @different, 'it happened' if $expected->{always};
     return () if !@different;
     my $said = join "\n", additional_lines($usual, $result);
     my @missing;
-    push @missing, 'the reason' if $said !~ /\Q$reason\E|code:? -?\d+/;
-    push @missing, 'the path or routine' if $said !~ $path_or_routine;
+    push @missing, 'the reason' if $said !~ $expected->{reason};
+    push @missing, 'the path or routine' if $said !~ $expected->{place};
     return () if !@missing;
     my $missing = join ' and ', @missing;
     return ("the output does not tell $missing, though $different[0]");

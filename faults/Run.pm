@@ -4,6 +4,7 @@ use strict;
 use warnings;
 use POSIX qw(WNOHANG);
 use Time::HiRes qw(sleep);
+use Tree;
 
 our $time_limit = 20; # seconds
 my $mark = "FAULTS_RUN=$$"; # in the environment of all that is started here
@@ -11,11 +12,15 @@ my $mark = "FAULTS_RUN=$$"; # in the environment of all that is started here
 # System calls without a routine, and arguments of them.
 use constant {PRCTL => 157, PR_SET_CHILD_SUBREAPER => 36};
 
-# Makes this process the one that gets the children that others leave.
-sub inherit_orphans {
+# Makes this process the one that gets the children that others leave, and closes the descriptors
+# that it has been given, which would go on to the runs.
+sub begin {
     my $machine = (POSIX::uname())[4];
     die "The numbers of the system calls are not known here for $machine\n" if $machine ne 'x86_64';
     syscall(PRCTL, PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) == 0 or die "prctl: $!\n";
+    opendir my $listing, '/proc/self/fd' or die "/proc/self/fd: $!\n";
+    my @given = grep { /^\d+$/ && $_ > 2 && $_ != fileno $listing } readdir $listing;
+    POSIX::close($_) for @given;
 }
 
 sub redirect {

@@ -3,6 +3,7 @@
 #   bin                      the generators' stand-ins
 #   incoming                 records that log preparation has not moved to the prepared logs yet
 #   ledger                   the records that the generators took in, a file for each output
+#   complaints               what the stand-ins found wrong with their surroundings
 #   outside                  what nobody may touch
 package Tree;
 use strict;
@@ -10,6 +11,7 @@ use warnings;
 use Fcntl qw(:mode);
 use File::Basename qw(dirname);
 use File::Path qw(make_path remove_tree);
+use Time::HiRes ();
 
 our $time = '2024-05-15 12:00'; # as the tests' clock reads it
 our ($this_month, $previous_month, $expired_month) = qw(2024-05 2024-04 2023-04);
@@ -43,11 +45,11 @@ sub prepared_log {
 # What is known of a log whose records end up in a ledger.
 sub describe {
     my ($root, $domain, $log) = @_;
-    my $output = "$root/vhosts/system/$domain/statistics/$outputs{$log}";
     my $by_webalizer = $domain eq $webalizer;
     my $config = $by_webalizer ? "$domain-$outputs{$log}" : "$domain-$services{$log}";
     return {
         name => "$domain/$log",
+        generator => $by_webalizer ? 'webalizer' : 'awstats.pl',
         path => prepared_log($root, $domain, $log),
         ledger => "$root/ledger/$config",
     };
@@ -80,10 +82,26 @@ sub read_file {
     return defined $content ? $content : '';
 }
 
-sub install_program {
-    my ($source, $path) = @_;
-    write_file($path, read_file("$sources/stubs/$source"));
+sub write_program {
+    my ($path, $content) = @_;
+    write_file($path, $content);
     chmod 0755, $path or die "$path: $!\n";
+}
+
+# The stand-ins for other programs, by their places.
+my %programs = (
+    statistics_log_processor => 'panel/admin/sbin',
+    map({ $_ => 'bin' } qw(common webalizer awstats.pl awstats_buildstaticpages.pl)),
+);
+
+sub program {
+    my ($root, $name) = @_;
+    return "$root/$programs{$name}/$name";
+}
+
+sub install_programs {
+    my ($root) = @_;
+    write_program(program($root, $_), read_file("$sources/stubs/$_")) for keys %programs;
 }
 
 sub link_to {
@@ -110,8 +128,7 @@ WEB_STAT $root/bin/webalizer
 AWSTATS_BIN_D $root/bin
 AWSTATS_TOOLS_D $root/bin
 CONF
-    install_program('statistics_log_processor', "$root/panel/admin/sbin/statistics_log_processor");
-    install_program($_, "$root/bin/$_") for qw(webalizer awstats.pl awstats_buildstaticpages.pl);
+    install_programs($root);
     write_file("$root/panel/etc/awstats/awstats.$awstats-$_.conf", "$_\n") for qw(http ftp);
     make_path("$root/panel/var/webalizer", "$root/ledger", "$root/incoming");
 }
@@ -147,6 +164,22 @@ sub lay_out_months {
     link_to('2024-03', "$statistics/webstat/current");
 }
 
+my @held;
+
+# Holds the logs: while they are open, files in their place can't get their inode numbers.
+sub hold_logs {
+    my ($root) = @_;
+    release_logs();
+    for my $path (map { prepared_log($root, @$_) } @counted, @uncounted) {
+        open my $in, '<', $path or die "$path: $!\n";
+        push @held, $in;
+    }
+}
+
+sub release_logs {
+    @held = ();
+}
+
 sub lay_out {
     my ($root) = @_;
     remove_tree($root, {safe => 1});
@@ -156,7 +189,8 @@ sub lay_out {
     write_file("$root/outside/file", "Outside\n");
     write_file("$root/outside/directory/$_", "Outside\n") for qw(access_log.webstat index.html);
     bring_records($root, 1);
-    write_file("$root/incoming/$awstats/prev_month.found", '');
+    write_file("$root/incoming/$awstats/prev_month.found", "Waiting\n");
+    hold_logs($root);
 }
 
 sub kind {
@@ -168,7 +202,7 @@ sub kind {
 
 sub look_at {
     my ($path) = @_;
-    my ($inode, $mode, $owner, $group, $changed) = (lstat $path)[1, 2, 4, 5, 9];
+    my ($inode, $mode, $owner, $group, $changed) = (Time::HiRes::lstat($path))[1, 2, 4, 5, 9];
     my $kind = kind($mode);
     my $content = $kind eq 'link' ? readlink $path : $kind eq 'file' ? read_file($path) : '';
     my $rights = sprintf '%s %o %d:%d', $kind, S_IMODE($mode), $owner, $group;

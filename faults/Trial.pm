@@ -26,6 +26,7 @@ sub prepare {
     $self->{second} = Tree::snapshot($self->{root});
     check_reference($self, $_) for $self->{usual}, $next;
     my @wrong = Judge::outside($self->{root}, $before, $self->{second});
+    push @wrong, Judge::surroundings($self->{root});
     die map { "An undisturbed run is wrong: $_\n" } @wrong if @wrong;
     return $self;
 }
@@ -41,9 +42,10 @@ sub with_arrived {
     return \%all;
 }
 
+# The output of a run after a disturbed one goes to files of its own.
 sub undisturbed {
-    my ($self) = @_;
-    return Run::run([$self->{program}], $self->{root}, $self->{output});
+    my ($self, $suffix) = @_;
+    return Run::run([$self->{program}], $self->{root}, $self->{output} . ($suffix // ''));
 }
 
 # Without a fault there must be nothing to complain about.
@@ -67,30 +69,39 @@ sub offered {
     return $records;
 }
 
-# Lays out a server, disturbs a run over it and judges. $disturb starts the run and returns its
-# result. $reason is what its output must say if anything went wrong; without it, the output and the
-# way in which the run ended are not looked at.
+my $routine = qr{/\w|\w\(|\w+_exec|\w+ToString|(entry|dir) \S};
+
+# Lays out a server, disturbs a run over it and judges. $disturb starts the run. It returns the
+# run's result, and what its output must say if anything went wrong, as for the judgement of
+# visibility; without that, the output and the way in which the run ended are not looked at.
 sub try {
-    my ($self, $disturb, $reason) = @_;
+    my ($self, $disturb) = @_;
     my $root = $self->{root};
     Tree::lay_out($root);
     my $before = Tree::snapshot($root);
-    my $result = $disturb->($self);
+    my ($result, $expected) = $disturb->();
     my $after = Tree::snapshot($root);
     my %wrong = (
         records => [Judge::records($root, $self->{offered})],
         outside => [Judge::outside($root, $before, $after)],
+        surroundings => [Judge::surroundings($root)],
     );
-    if (defined $reason) {
+    if (defined $expected) {
+        my @different = Judge::differences($root, $self->{first}, $after);
         $wrong{ending} = [Judge::ending($result)];
-        $wrong{visibility} = [Judge::visibility($self->{usual}, $result, $reason,
-                Judge::differences($root, $self->{first}, $after))];
+        $wrong{visibility} = [Judge::visibility($self->{usual}, $result,
+                {place => $routine, %$expected}, @different)];
     }
     Tree::bring_records($root, 2);
-    my $next = undisturbed($self);
+    my $next = undisturbed($self, '.next');
     $wrong{recovery} = [Judge::recovery($root, $next, $self->{second}, Tree::snapshot($root)),
         Judge::records($root, $self->{all})];
-    return {result => $result, wrong => \%wrong, doubled => Judge::doubled_records($root)};
+    my %counts = (
+        records => offered($self),
+        lost => Judge::lost_records(@wrong{qw(records recovery)}),
+        doubled => Judge::doubled_records($root),
+    );
+    return {result => $result, wrong => \%wrong, counts => \%counts};
 }
 
 1;

@@ -12,12 +12,14 @@ use strict;
 use warnings;
 use Errno;
 use Getopt::Long qw(GetOptions);
-use File::Basename qw(dirname);
+use File::Basename qw(basename dirname);
 use lib dirname(__FILE__);
 use Accepted;
 use Calls;
 use ChildFault;
+use Findings;
 use Run;
+use Traces;
 use Trial;
 use Tree;
 
@@ -27,9 +29,9 @@ GetOptions('sample=i' => \$sample, 'only=s' => \$only) or die $usage;
 my ($program, $place) = @ARGV;
 die $usage if @ARGV != 2 || grep { !m{^/} } @ARGV;
 my $trace = "$place/trace";
-my %tried;      # by the calls' names: occurrences, faults, violations
-my @violations; # not accepted ones
-my %totals = map { $_ => 0 } qw(faults missed accepted records lost doubled);
+my %tried; # by the calls' names: occurrences, faults, violations
+my %totals = map { $_ => 0 } qw(faults violations accepted records lost doubled);
+my @missed;
 
 sub strace {
     my ($trial, @options) = @_;
@@ -46,7 +48,7 @@ sub calls_to_fail {
         my $result = strace($trial, @$options);
         die "A traced run has failed: $result->{err}\n" if $result->{status} != 0;
         my $text = Tree::read_file($trace);
-        push @calls, @$options ? Calls::of_children($text) : Calls::of_program($text);
+        push @calls, @$options ? Traces::calls_of_children($text) : Traces::calls_of_program($text);
     }
     return @calls;
 }
@@ -75,7 +77,8 @@ sub disturb_program {
     my ($trial, $fault) = @_;
     my $result = strace($trial,
         '-e', "inject=$fault->{name}:error=$fault->{error}:when=$fault->{occurrence}");
-    my @made = grep { $_->{result} =~ /\(INJECTED\)/ } Calls::of_program(Tree::read_file($trace));
+    $result->{calls} = [Traces::calls_of_program(Tree::read_file($trace))];
+    my @made = grep { $_->{result} =~ /\(INJECTED\)/ } @{$result->{calls}};
     return ($result, grep { is_possible($_, $fault->{error}) } @made);
 }
 
@@ -97,56 +100,66 @@ sub describe {
     return "$fault->{name}($fault->{arguments}) $fault->{error}$then";
 }
 
-sub take_note {
-    my ($fault, $judgement, @texts) = @_;
-    if (Accepted::covers($judgement, describe($fault), @texts)) {
-        ++$totals{accepted};
-        return;
-    }
-    ++$tried{$fault->{name}}{violations};
-    my $more = @texts > 1 ? sprintf ', and %d more', @texts - 1 : '';
-    my $what = substr describe($fault), 0, 300;
-    push @violations, "$judgement: $texts[0]$more\n    $fault->{id}  $what";
+# The patterns that tell a path: by its last part at least, or as the directory that a run works in.
+sub names_of {
+    my ($fault) = @_;
+    return if $fault->{child} || $fault->{arguments} =~ m{/proc/};
+    my @names = map { basename($_) } Traces::paths_of($fault);
+    push @names, 'current dir' if $fault->{name} =~ /^(close|fchdir)$/ || grep { $_ eq '.' } @names;
+    return map { /\w/ ? quotemeta : "entry \Q$_\E:" } @names;
 }
 
-# A trial of a fault. Returns its outcome and the call that failed.
-sub trial_of {
-    my ($trial, $fault) = @_;
-    my $failed;
-    my $disturb = sub {
-        my $result;
-        ($result, $failed) =
-            $fault->{child} ? disturb_child($trial, $fault) : disturb_program($trial, $fault);
-        return $result;
-    };
+# What the output must say about a fault.
+sub expected {
+    my ($fault) = @_;
     my $reason = do { local $! = $fault->{number}; "$!" };
-    return (Trial::try($trial, $disturb, $reason), $failed);
+    my $names = join '|', names_of($fault);
+    return {
+        reason => qr/\Q$reason\E/,
+        length $names ? (place => qr/$names/) : (),
+        always => Calls::is_failure($fault),
+    };
+}
+
+# What the trace tells.
+sub judge_trace {
+    my ($root, $result, $wrong) = @_;
+    my @calls = @{$result->{calls} || []};
+    push @{$wrong->{outside}}, Traces::changes_outside($root, @calls);
+    return if $result->{out} !~ /^Finished\.$/m;
+    push @{$wrong->{surroundings}}, Traces::left_open(@calls);
+    my $directory = Traces::last_directory(@calls);
+    push @{$wrong->{surroundings}}, "the run ended in $directory"
+        if defined $directory && $directory ne $root;
 }
 
 sub judge {
     my ($trial, $fault, $outcome) = @_;
-    ++$totals{faults};
-    ++$tried{$fault->{name}}{faults};
-    $totals{records} += Trial::offered($trial);
-    $totals{doubled} += $outcome->{doubled};
-    my $wrong = $outcome->{wrong};
-    $totals{lost} += Judge::lost_records(@$wrong{qw(records recovery)});
-    push @{$wrong->{visibility}}, Judge::silence($trial->{usual}, $outcome->{result}, $1)
+    my ($result, $wrong) = @$outcome{qw(result wrong)};
+    $wrong->{surroundings} = [] if $fault->{name} =~ /^close/; # nothing is closed then
+    judge_trace($trial->{root}, $result, $wrong);
+    push @{$wrong->{visibility}}, Judge::silence($trial->{usual}, $result, $1)
         if "$fault->{name} $fault->{arguments}" =~ /^write [12]<[^>]*>, "(.*)"/;
-    for my $judgement (sort keys %$wrong) {
-        my @texts = @{$wrong->{$judgement}};
-        take_note($fault, $judgement, @texts) if @texts;
-    }
+    my ($found, $accepted) = Findings::add(describe($fault), $wrong, $fault->{id});
+    my %counts = (%{$outcome->{counts}}, faults => 1, violations => $found, accepted => $accepted);
+    $totals{$_} += $counts{$_} for keys %counts;
+    $tried{$fault->{name}}{$_} += $counts{$_} for qw(faults violations);
 }
 
 sub try_fault {
     my ($trial, $fault) = @_;
     for (1 .. 5) {
-        my ($outcome, $failed) = trial_of($trial, $fault);
-        next if !$failed;
-        return judge($trial, {%$fault, arguments => $failed->{arguments}}, $outcome);
+        my $made; # the fault, as it was made
+        my $outcome = Trial::try($trial, sub {
+            my ($result, $failed) =
+                $fault->{child} ? disturb_child($trial, $fault) : disturb_program($trial, $fault);
+            return $result if !$failed;
+            $made = {%$fault, %$failed};
+            return ($result, expected($made));
+        });
+        return judge($trial, $made, $outcome) if $made;
     }
-    ++$totals{missed};
+    push @missed, $fault->{id};
 }
 
 sub print_table {
@@ -154,21 +167,21 @@ sub print_table {
     printf $format, 'call', 'occurrences', 'faults', 'violations';
     printf $format, $_, map { $_ || 0 } @{$tried{$_}}{qw(occurrences faults violations)}
         for sort keys %tried;
-    printf "\n%d faults tried, %d whose call was not made\n", @totals{qw(faults missed)};
+    printf "\n%d faults tried, %d whose call was not made: @missed\n", $totals{faults},
+        scalar @missed;
     printf "%d records offered, %d lost, %d taken in again\n", @totals{qw(records lost doubled)};
-    printf "%d violations, and %d accepted ones\n", scalar @violations, $totals{accepted};
+    printf "%d violations, and %d accepted ones\n", @totals{qw(violations accepted)};
 }
 
 $ENV{LC_ALL} = 'C';
-Run::inherit_orphans();
+Run::begin();
+Accepted::load('sweep');
 my $trial = Trial::prepare($program, $place);
 my @calls = calls_to_fail($trial);
 ++$tried{$_->{name}}{occurrences} for @calls;
 my @faults = choose(map { faults_of($_) } @calls);
 die "There is no such fault\n" if !@faults;
 try_fault($trial, $_) for @faults;
-push @violations, map { "The accepted violation is not there: $_" } Accepted::unused()
-    if !defined $sample && !defined $only;
 print_table();
-print "\n", map { "$_\n" } @violations if @violations;
-exit(@violations ? 1 : 0);
+Findings::add('the sweep', {missed => [@missed]}) if 20 * @missed > @faults;
+exit Findings::conclude(!defined $sample && !defined $only);

@@ -4,7 +4,8 @@
 # usage: awstats.pl -update -configdir=DIRECTORY -config=NAME -LogFile=LOG
 set -eu
 root=${0%/bin/*}
-echo $$ >"$root/running"
+# shellcheck source-path=SCRIPTDIR source=common
+. "$root/bin/common"
 for word; do
     case $word in
     -config=*) config=${word#*=} ;;
@@ -17,8 +18,7 @@ while IFS= read -r record; do
     records="$records$record
 "
 done <"$log"
-i=0
-while [ "$i" -lt "${STUB_DELAY:-0}" ]; do i=$((i + 1)); done
+work
 
 printf '%5000s\n' 'Much output'
 printf 'Warning\n' >&2

@@ -4,7 +4,8 @@
 # usage: awstats_buildstaticpages.pl -config NAME -dir DIRECTORY ..., or with "=" for blanks
 set -eu
 root=${0%/bin/*}
-echo $$ >"$root/running"
+# shellcheck source-path=SCRIPTDIR source=common
+. "$root/bin/common"
 while [ $# -gt 0 ]; do
     case $1 in
     -config=*) config=${1#*=} ;;
@@ -14,8 +15,7 @@ while [ $# -gt 0 ]; do
     esac
     shift
 done
-i=0
-while [ "$i" -lt "${STUB_DELAY:-0}" ]; do i=$((i + 1)); done
+work
 
 printf 'Build main page\n'
 ledger=$root/ledger/$config
