@@ -1,0 +1,5 @@
+/* Stands for a generator that has nothing to do. */
+int main(void)
+{
+    return 0;
+}
