@@ -61,6 +61,15 @@ struct ChildPipes {
     }
 };
 
+// Lets the text take in what one read can give. A string doubles by itself, but to move a large one
+// costs more than to read it, and memory costs nothing before it is used.
+void makeRoom(std::string &text)
+{
+    if (text.capacity() - text.size() < read_size) {
+        text.reserve(4 * (text.size() + read_size));
+    }
+}
+
 void collect(Descriptor &source, bool ready, std::string &text)
 {
     if (ready && source.get() > 0 && !readToString(source.get(), text)) {
@@ -237,6 +246,7 @@ bool readToString(int descriptor, std::string &text)
             return false;
         }
         if (count > 0) {
+            makeRoom(text);
             text.append(buffer, static_cast<std::size_t>(count));
         } else if (errno == EAGAIN) {
             return true;
