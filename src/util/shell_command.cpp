@@ -52,6 +52,16 @@ std::size_t write_all(const char *text, std::size_t length, std::FILE *stream)
     return written;
 }
 
+// The next character of the stream, or EOF at its end.
+int next_character(std::FILE *stream)
+{
+    int next = EOF;
+    do {
+        next = std::getc(stream);
+    } while (next == EOF && interrupted(stream));
+    return next;
+}
+
 // Reads the stream to its end. Returns false for lack of memory.
 bool read_to_end(std::FILE *stream, TextBuffer &text)
 {
@@ -62,7 +72,7 @@ bool read_to_end(std::FILE *stream, TextBuffer &text)
         if (count < room && interrupted(stream)) {
             continue;
         }
-        const int next = count < room ? EOF : std::getc(stream);
+        const int next = count < room ? EOF : next_character(stream);
         if (next == EOF) {
             return true;
         }

@@ -120,8 +120,9 @@ TEST(StartingPrograms, GoesOnAfterSignals)
         EXPECT_EQ(fork_execv_getouterr(&out, &err, "/bin/sh", arguments.data()), 7);
         EXPECT_STREQ(Malloced<char>(out).get(), "out\n");
         EXPECT_STREQ(Malloced<char>(err).get(), "");
-        EXPECT_EQ(popen_exec_output(after_signals("echo out").c_str(), &out), 0);
-        EXPECT_STREQ(Malloced<char>(out).get(), "out\n");
+        const std::string page = "head -c 4096 /dev/zero | tr '\\0' x; "; // fills the buffer
+        EXPECT_EQ(popen_exec_output((page + after_signals("echo out")).c_str(), &out), 0);
+        EXPECT_EQ(Malloced<char>(out).get(), std::string(4096, 'x') + "out\n");
         EXPECT_EQ(popen_exec_with_input(after_signals("[ $(wc -c) = 300000 ]").c_str(), text.c_str()), 0);
     });
 }
