@@ -5,7 +5,8 @@
 # usage: hostile.pl [--short] [--only GROUP] PROGRAM DIRECTORY
 #
 # The program is one as for the sweep, and the directory is for this alone. The groups are names,
-# cuts, periods, links, specials, deep, large and many. The short form leaves out the last two.
+# cuts, periods, links, specials, deep, large and many. The short form leaves out the last two and
+# the deepest tree.
 use strict;
 use warnings;
 use Fcntl qw(S_IFCHR S_IFIFO);
@@ -276,11 +277,13 @@ sub replace_by_link {
     Tree::link_to($far, $path);
 }
 
-# The places of the layout: directories and files. The first is that of all domains.
+# The places of the layout: directories and files. They are those below the domains', which is the
+# first, or begin at the root.
 my %layout = (
     directory => ['', $webalizer, $awstats, $none,
         map({ ("$webalizer/$_", "$awstats/$_", "$none/$_") } qw(logs conf statistics)),
-        "$webalizer/statistics/webstat", $webstat,
+        "$webalizer/statistics/webstat", "$webalizer/statistics/anon_ftpstat", $webstat,
+        "$awstats/statistics/ftpstat", '/panel/etc/awstats', '/panel/var/webalizer',
         map { "$webstat/$_" } 'current', $Tree::this_month, $Tree::previous_month,
         $Tree::expired_month, "$Tree::expired_month/icons", '2024-03'],
     file => [map({ "$_/logs/access_log.webstat" } $webalizer, $awstats, $none),
@@ -289,6 +292,7 @@ my %layout = (
         "$awstats/logs/xferlog_regular.webstat", "$webalizer/logs/access_log",
         "$webalizer/conf/webalizer.conf", "$webalizer/statistics/webstat/index.html",
         "$awstats/conf/stat_ttl.conf", "$awstats/conf/prev_month.found",
+        "/panel/etc/awstats/awstats.$awstats-http.conf", '/panel/var/webalizer/webalizer.cache',
         map { "$webstat/$_" } 'index.html', 'nav.html', "$Tree::this_month/index.html",
         "$Tree::previous_month/index.html", "$Tree::expired_month/awstats.html"],
 );
@@ -325,7 +329,7 @@ sub try_server {
 sub try_link {
     my ($place, $kind, $dangling) = @_;
     lay_out();
-    my $path = length $place ? "$domains/$place" : $domains;
+    my $path = $place =~ m{^/} ? "$root$place" : length $place ? "$domains/$place" : $domains;
     replace_by_link($path, $kind, $dangling);
     try_server(($dangling ? 'dangling links: ' : 'links: ') . ($place || 'system'),
         $dangling ? $path : undef);
@@ -377,9 +381,10 @@ sub dig {
     Run::wait_for($pid) == 0 or die "$path can't be made as deep as that\n";
 }
 
-# Lets a month of so many levels expire where the program may open some files.
+# Lets a month of so many levels expire where the program may open some files, and have some KiB of
+# stack.
 sub try_deep {
-    my ($case, $depth, $limit) = @_;
+    my ($case, $depth, $limit, $stack) = @_;
     local $Run::time_limit = 60;
     lay_out();
     my $expired = "$domains/$webstat/$Tree::expired_month";
@@ -387,11 +392,11 @@ sub try_deep {
     my @logs = logs();
     my %offered = map { $_->{name} => [Judge::lines_of($_->{path})] } @logs;
     my $soft = $limit < 1024 ? $limit : 1024;
-    my $shell = "ulimit -S -n $soft && ulimit -H -n $limit && exec \"\$0\"";
+    my $shell = "ulimit -S -n $soft && ulimit -H -n $limit && ulimit -s $stack && exec \"\$0\"";
     my $result = run('/bin/sh', '-c', $shell, $program);
     my ($said) = $result->{err} =~ /^(Unable to [^\n]{0,80}.*?)$/m;
     $said = defined $said ? ", '$said'" : '';
-    Findings::add_row("deep: $depth levels $case $limit descriptors",
+    Findings::add_row("deep: $depth levels $case $limit descriptors, $stack KiB",
         sprintf('%s, %.1f s%s', outcome($result), $result->{time}, $said), {
             ending => finish($result),
             records => [map { Judge::records_of_log($root, $_, $offered{$_->{name}}) } @logs],
@@ -403,16 +408,17 @@ sub try_deep {
 # A level takes two descriptors, and the run a few.
 sub test_deep {
     my ($most) = `/bin/sh -c 'ulimit -H -n'` =~ /^(\d+)$/;
-    for my $wanted (1000, 5000) {
+    for my $wanted ($short ? 1000 : (1000, 5000)) {
         my $limit = 4 * $wanted;
         $limit = $most if defined $most && $most < $limit;
         my $depth = $limit < 3 * $wanted ? int($limit / 3) : $wanted;
         print "No more than $limit files can be open here: $depth levels instead of $wanted\n"
             if $depth < $wanted;
-        try_deep('fit', $depth, $limit);
+        try_deep('fit', $depth, $limit, 8192);
     }
     my $limit = defined $most && $most < 4096 ? $most : 4096;
-    try_deep('do not fit', 3000, $limit);
+    try_deep('do not fit', 3000, $limit, 8192);
+    try_deep('do not fit', 2000, $limit, 1024);
 }
 
 # Lets a generator do nothing but write down the size of its log, if that is to be counted.

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -26,10 +27,21 @@ int Descriptor::close() noexcept
     return is_open() ? ::close(release()) : 0;
 }
 
+namespace
+{
+
+// What a level of a walk takes of the stack for each of its two descriptors, at the most.
+constexpr rlim_t stack_per_descriptor = 640;
+
+} // namespace
+
 RaisedDescriptorLimit::RaisedDescriptorLimit() noexcept
 {
     ::getrlimit(RLIMIT_NOFILE, &previous_);
-    const rlimit raised = {previous_.rlim_max, previous_.rlim_max};
+    rlimit stack = {RLIM_INFINITY, RLIM_INFINITY};
+    ::getrlimit(RLIMIT_STACK, &stack);
+    const rlim_t most = stack.rlim_cur / stack_per_descriptor;
+    const rlimit raised = {std::min(previous_.rlim_max, most), previous_.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &raised);
 }
 

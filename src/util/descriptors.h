@@ -39,8 +39,9 @@ struct Pipe {
     bool open();
 };
 
-// Raises the limit of open descriptors as far as the process may, and puts it back at the end of its
-// life: for walks that hold descriptors at every level of a deep tree.
+// Sets the limit of open descriptors as high as the process may, but not so high that the stack gives
+// out before, and puts it back at the end of its life: for walks that call themselves, and hold
+// descriptors, at every level of a deep tree.
 class RaisedDescriptorLimit
 {
 public:
