@@ -101,8 +101,9 @@ sub try_kill {
         (my ($result), $killed, my $expected) = $disturb->();
         return ($result, $expected);
     });
-    take_in($outcome, "$deed " . ($killed || ''));
     ++$totals{$killed ? 'killed' : 'missed'};
+    $outcome->{counts} = {} if !$killed; # judged, but not counted
+    take_in($outcome, "$deed " . ($killed || ''));
 }
 
 sub take_in {

@@ -136,7 +136,7 @@ sub judge_trace {
 sub judge {
     my ($trial, $fault, $outcome) = @_;
     my ($result, $wrong) = @$outcome{qw(result wrong)};
-    $wrong->{surroundings} = [] if $fault->{name} =~ /^close/; # nothing is closed then
+    $wrong->{surroundings} = [] if $fault->{name} eq 'close'; # nothing is closed then
     judge_trace($trial->{root}, $result, $wrong);
     push @{$wrong->{visibility}}, Judge::silence($trial->{usual}, $result, $1)
         if "$fault->{name} $fault->{arguments}" =~ /^write [12]<[^>]*>, "(.*)"/;
