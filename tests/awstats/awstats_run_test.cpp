@@ -221,6 +221,20 @@ TEST_F(AwstatsRun, ASecondRunInTheSameMonthReplacesTheLinks)
     EXPECT_EQ(std::distance(fs::directory_iterator(statistics(web)), {}), 5);
 }
 
+TEST_F(AwstatsRun, DirectoriesInPlaceOfTheMainPagesDoNotStopTheRun)
+{
+    add_logs(1);
+    write_file(marker, "");
+    const std::string link = "awstats.a.example-http.html";
+    for (const std::string month : {"/2024-04", "/2024-05"}) {
+        fs::create_directories(statistics(web) + month + "/index.html");
+    }
+    const Outcome outcome = run({"--calculate-domain", "a.example"});
+    EXPECT_TRUE(contains(outcome.err, "\nError: symlink " + link + " @/v/system/a.example/statistics//webstat/2024-04" +
+                                          "/index.html: File exists\n"));
+    EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink from" + link + "to index.html\n"));
+}
+
 TEST_F(AwstatsRun, FilesThatAreNotAsExpectedDoNotStopTheRun)
 {
     add_logs(1);

@@ -89,6 +89,10 @@ TEST_F(ServerConfigFile, AFailedLoadIsTriedAgainSilently)
 {
     const Outcome outcome = in_child([] {
         EXPECT_STREQ(conf_get(HTTPD_VHOSTS_D), "/srv/www/vhosts");
+        EXPECT_STREQ(conf_get(PRODUCT_ROOT_D), "/usr/local/zut");
+        EXPECT_STREQ(conf_get(WEB_STAT), "/usr/bin/webalizer");
+        EXPECT_STREQ(conf_get(AWSTATS_BIN_D), "/srv/www/cgi-bin/awstats");
+        EXPECT_STREQ(conf_get(AWSTATS_TOOLS_D), "/usr/share/awstats");
         write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D /var/www/vhosts\n");
         EXPECT_STREQ(conf_get(HTTPD_VHOSTS_D), "/var/www/vhosts");
     });

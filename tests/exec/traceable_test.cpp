@@ -1,3 +1,4 @@
+#include "exec/ExecCmd.h"
 #include "exec/traceable.h"
 #include "support.h"
 
@@ -54,6 +55,19 @@ TEST(Traceable, AVisitorOfACopySeesEverythingInOrder)
     EXPECT_EQ(std::regex_replace(calls_of(*copy), id, "id;"),
               "function void f(); file f.cpp; line 12; name Outer; id; code 7; message one and 2; "
               "included; function int g(); file g.cpp; line 3; name Inner; id; code 8; message cause; ");
+}
+
+TEST(Traceable, AFailedCommandTellsItsKindAndPlace)
+{
+    korvo::ExecCmd command("false");
+    try {
+        command.run();
+        ADD_FAILURE() << "not thrown";
+    } catch (const korvo::ExecCmd::ExFailed &failure) {
+        EXPECT_EQ(calls_of(failure).find("function void korvo::ExecCmd::reportError() const; file ExecCmd.cpp; "
+                                         "line 64; name ExecCmd::ExFailed; id "),
+                  0U);
+    }
 }
 
 TEST(Traceable, IdsDifferWithinAProcessAndRepeatInTheNext)

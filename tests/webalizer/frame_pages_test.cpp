@@ -1,4 +1,5 @@
 #include "support.h"
+#include "util/md5_hex.h"
 #include "webalizer/frame_pages.h"
 
 #include <sys/resource.h>
@@ -8,6 +9,13 @@ namespace
 
 constexpr std::size_t head_size = 820;
 const std::string foot = "</select>\n\n</form>\n</body>\n</html>\n";
+
+std::string digest(const std::string &text)
+{
+    char digest[md5_hex_length + 1];
+    md5_hex(text.c_str(), digest);
+    return digest;
+}
 
 } // namespace
 
@@ -22,10 +30,7 @@ TEST_F(FramePages, TheFramesetIsFixed)
     EXPECT_EQ(read_file("outside"), "kept");
     const std::string page = read_file("s/index.html");
     EXPECT_EQ(page.size(), 457U);
-    EXPECT_TRUE(contains(page, "</head>\n\n<frameset rows=\"30,*\" cols=\"*\" framespacing=\"0\" frameborder=\"no\""));
-    EXPECT_TRUE(contains(page, "\n  <frame src=\"nav.html\" name=\"topFrame\""));
-    EXPECT_TRUE(contains(page, "  <frame src=\"current/index.html\" name=\"mainFrame\""));
-    EXPECT_EQ(page.substr(429), "</body>\n</noframes>\n</html>\n");
+    EXPECT_EQ(digest(page), "00e0e16299d19d1ba51d2e18946d93eb") << page;
 }
 
 TEST_F(FramePages, TheListHoldsTheSubdirectoriesInOrder)
@@ -41,9 +46,7 @@ TEST_F(FramePages, TheListHoldsTheSubdirectoriesInOrder)
     EXPECT_EQ(fs::current_path(), root());
     const std::string page = read_file("s/nav.html");
     EXPECT_EQ(page.substr(head_size), options + foot);
-    EXPECT_EQ(page.substr(head_size - 41, 41), "<option value=\"current\">Current</option>\n");
-    EXPECT_TRUE(
-        contains(page, "\n    top.mainFrame.location= document.periodForm.periodSelect.value + '/index.html';\n"));
+    EXPECT_EQ(digest(page.substr(0, head_size)), "ce3de5aa09039fda4631af79ea847c01") << page;
 }
 
 TEST_F(FramePages, FailuresEndOnlyTheirPage)
