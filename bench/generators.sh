@@ -1,7 +1,7 @@
 # shellcheck shell=bash disable=SC2016,SC2317
 # Cases with many domains whose generators are stubs: what a run itself costs. Sourced by bench/run.
 
-: "${build:?}" "${program:=}" "${place:=}"
+: "${build:?}" "${program:=}" "${place:=}" "${side:=}"
 stub_domains=500
 
 run_program() { timed "$program"; }
@@ -124,12 +124,20 @@ measure_none() {
 
 # The same program on ten times as many domains.
 
+# The run came to its end, and the logs are gone.
+is_done() {
+    [[ $(tail -n 1 "$place/output.$side") == Finished. ]] &&
+        [[ -z $(find "$1/vhosts/system" -name '*.webstat' -print -quit) ]]
+}
+
 many_domains() { timed "$program"; }
+check_many_domains() { is_done "$place/many"; }
 prepare_many_domains() {
     use_tree "$place/many"
     refill_tree "$place/many" 100000
 }
 few_domains() { timed "$program"; }
+check_few_domains() { is_done "$place/few"; }
 prepare_few_domains() {
     use_tree "$place/few"
     refill_tree "$place/few" 10000
