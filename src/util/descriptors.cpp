@@ -8,6 +8,14 @@
 #include <cerrno>
 #include <utility>
 
+namespace
+{
+
+// What a level of a walk takes of the stack for each of its two descriptors, at the most.
+constexpr rlim_t stack_per_descriptor = 640;
+
+} // namespace
+
 Descriptor &Descriptor::operator=(Descriptor &&other) noexcept
 {
     if (this != &other) {
@@ -26,14 +34,6 @@ int Descriptor::close() noexcept
 {
     return is_open() ? ::close(release()) : 0;
 }
-
-namespace
-{
-
-// What a level of a walk takes of the stack for each of its two descriptors, at the most.
-constexpr rlim_t stack_per_descriptor = 640;
-
-} // namespace
 
 RaisedDescriptorLimit::RaisedDescriptorLimit() noexcept
 {
