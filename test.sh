@@ -40,9 +40,9 @@ build_and_test() {
 
 browse_pages() {
     if is_installed chromium; then
-        tests/pages/run "$plain/tests/statistics_run_under_test"
+        tests/runs/pages/run "$plain/tests/statistics_run_under_test"
     else
-        printf 'Chromium is not installed: the pages are not browsed; tests/pages/run installs it\n'
+        printf 'Chromium is not installed: the pages are not browsed; tests/runs/pages/run installs it\n'
     fi
 }
 

@@ -2,7 +2,7 @@
 
 #include "awstats/monthly_pages.h"
 #include "config/server_config.h"
-#include "driver/domains.h"
+#include "domain/domains.h"
 #include "exec/ExecCmd.h"
 #include "util/bounded_format.h"
 #include "util/log_line.h"

@@ -3,7 +3,7 @@
 #include "config/server_config.h"
 #include "exec/ExecCmd.h"
 #include "util/bounded_format.h"
-#include "util/files.h"
+#include "util/directories.h"
 #include "util/log_line.h"
 #include "util/malloced.h"
 #include "util/report.h"

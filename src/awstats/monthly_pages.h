@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/domains.h"
+#include "domain/domains.h"
 
 #include <ctime>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/domains.h"
+#include "domain/domains.h"
 
 // Takes the domains of the map one after the other: logs a header block for each and hands it to
 // its generator, or removes its prepared logs if it has none. What becomes of one domain does not

@@ -1,7 +1,7 @@
+#include "domain/admin_utility.h"
+#include "domain/domain_option.h"
+#include "domain/domains.h"
 #include "driver/domain_loop.h"
-#include "driver/domain_option.h"
-#include "driver/domains.h"
-#include "util/admin_utility.h"
 #include "util/descriptors.h"
 #include "util/log_line.h"
 

@@ -2,17 +2,44 @@
 
 #include <sys/types.h>
 
-// Makes one directory and gives it the owner, the group and the mode, whatever the process's
-// file-creation mask; one that exists already is accepted and gets them too, but nothing is changed
-// through a link. A path that vanishes in between is accepted. Returns 0, or -1 after a report of
-// what failed ("ERROR: Unable to mkdir", "... chown", "... chmod", with the path and the reason),
-// with errno as the failing call left it. Modes need /proc.
-int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode);
+#include <cstddef>
+#include <cstdio>
 
-// Deletes a regular file, a symbolic link, or a directory with all that is in it; a path that does
-// not exist is fine, and so is an entry that vanishes meanwhile, except a directory that is just
-// being opened. Links are removed, never followed. remove_top: whether a directory itself goes too,
-// or is emptied and kept. Any failure is reported with exit status 1, which ends the program: a
-// half-removed tree must not be worked on further. The working directory changes during the walk
-// and is restored.
-void remove_tree(const char *path, bool remove_top);
+// Small jobs with files and directories. Where a routine says "after a report", errno is as the
+// failing call left it.
+
+// Empties the file, or creates it with the mode, less the file-creation mask. Returns 0, or -1
+// after a report.
+int truncate_or_create_file(const char *path, mode_t mode);
+
+// Creates the file with the mode, less the file-creation mask; one that exists is a failure.
+// Returns 0, or -1 after a report.
+int create_file(const char *path, mode_t mode);
+
+// Renames a directory. A target that exists, of whatever kind, is refused with errno EEXIST.
+// Returns 0, or -1 after a report.
+int rename_dir(const char *from, const char *to);
+
+// Whether there is a regular file, or a directory, at the path; links are followed.
+bool file_exists(const char *path);
+bool dir_exists(const char *path);
+
+// Tells whether the first directory lies inside the second, at any depth, by their resolved names.
+// A directory lies inside itself. Returns 1 or 0, or -1 after a report if one can't be resolved to
+// a directory.
+int is_dir_inside(const char *inner, const char *outer);
+
+// Reads the first line of a file into the buffer of that many bytes, terminated and without its
+// newline; the last line of a file needs none, and an empty file has an empty line. Returns 0, or
+// -1 after a report: the file can't be opened or read, or the buffer is too short for the line
+// (ERANGE).
+int read_line(const char *path, char *buffer, std::size_t size);
+
+// Looks in a directory for an entry of that name, regardless of the case of ASCII letters; one with
+// the very name goes first. Returns "<directory>/<entry>" as newly allocated text that the caller
+// frees, or null with errno set: ENOENT if there is none.
+char *find_entry(const char *directory, const char *name);
+
+// Copies what is left of one stream to another and flushes that. Returns 0, or -1 after a report
+// that tells which stream failed; what has been copied by then stays.
+int copy_stream(std::FILE *input, std::FILE *output);

@@ -1,7 +1,7 @@
 #include "webalizer/webalizer_run.h"
 
 #include "config/server_config.h"
-#include "driver/domains.h"
+#include "domain/domains.h"
 #include "util/bounded_format.h"
 #include "util/log_line.h"
 #include "util/shell_command.h"

@@ -1,6 +1,6 @@
 #include "config/server_config.h"
+#include "domain/domain_name.h"
 #include "support.h"
-#include "util/domain_name.h"
 
 #include <algorithm>
 #include <random>

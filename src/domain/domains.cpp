@@ -1,7 +1,7 @@
-#include "driver/domains.h"
+#include "domain/domains.h"
 
 #include "config/server_config.h"
-#include "util/files.h"
+#include "util/directories.h"
 #include "util/log_line.h"
 
 #include <boost/filesystem.hpp>

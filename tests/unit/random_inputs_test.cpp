@@ -2,8 +2,8 @@
 // rules.
 
 #include "config/server_config.h"
+#include "domain/domain_name.h"
 #include "support.h"
-#include "util/domain_name.h"
 #include "webalizer/frame_pages.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/log_sources.h"
+#include "domain/log_sources.h"
 
 #include <map>
 #include <string>

@@ -1,5 +1,5 @@
+#include "domain/admin_utility.h"
 #include "support.h"
-#include "util/admin_utility.h"
 #include "util/child_process.h"
 #include "util/descriptors.h"
 #include "util/malloced.h"

@@ -1,4 +1,4 @@
-#include "driver/log_sources.h"
+#include "domain/log_sources.h"
 
 const LogSource log_sources[6] = {
     {"access_log", "webstat", 0, "http", nullptr},

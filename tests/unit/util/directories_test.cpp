@@ -1,6 +1,6 @@
 #include "support.h"
+#include "util/directories.h"
 #include "util/directory_walk.h"
-#include "util/files.h"
 
 using Files = InTempDir;
 

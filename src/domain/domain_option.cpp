@@ -1,6 +1,6 @@
-#include "driver/domain_option.h"
+#include "domain/domain_option.h"
 
-#include "util/domain_name.h"
+#include "domain/domain_name.h"
 
 #include <boost/program_options.hpp>
 

@@ -1,5 +1,5 @@
+#include "domain/domain_name.h"
 #include "support.h"
-#include "util/domain_name.h"
 
 TEST(DomainName, Rule)
 {

@@ -1,5 +1,5 @@
+#include "domain/domains.h"
 #include "driver/domain_loop.h"
-#include "driver/domains.h"
 #include "support.h"
 
 class Domains : public InTempDir

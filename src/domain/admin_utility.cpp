@@ -1,4 +1,4 @@
-#include "util/admin_utility.h"
+#include "domain/admin_utility.h"
 
 #include "config/server_config.h"
 #include "util/argument_vector.h"

@@ -1,7 +1,7 @@
 #include "support.h"
+#include "util/files.h"
 #include "util/malloced.h"
 #include "util/owned_streams.h"
-#include "util/small_files.h"
 
 class SmallFiles : public InTempDir
 {

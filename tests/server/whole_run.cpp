@@ -1,4 +1,4 @@
-#include "whole_run.h"
+#include "server/whole_run.h"
 
 namespace
 {

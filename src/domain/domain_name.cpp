@@ -1,4 +1,4 @@
-#include "util/domain_name.h"
+#include "domain/domain_name.h"
 
 #include <cctype>
 #include <cstddef>
