@@ -92,9 +92,15 @@ void add_page_arguments(korvo::ExecCmd &command, const std::string &config, cons
     command.addArg("-year").addArg(std::to_string(month.tm_year + 1900));
 }
 
-void run_previous_month_builder(const DomainPaths &paths, const LogSource &source,
-                                const std::string &month_dir, const tm &month)
+std::string month_dir_path(const DomainPaths &paths, const LogSource &source, const tm &month)
 {
+    return statistics_dir_path(paths) + "/" + source.webstat_dir + "/" + format_month(month);
+}
+
+// Makes the month's pages and its index link, in a directory that must be there.
+bool fill_month_dir(const DomainPaths &paths, const LogSource &source, const tm &month)
+{
+    const std::string month_dir = month_dir_path(paths, source, month);
     const std::string config = config_name(paths, source);
     korvo::ExecCmd command(std::string(conf_get(AWSTATS_TOOLS_D)) + "/awstats_buildstaticpages.pl");
     add_page_arguments(command, config, month_dir, month);
@@ -102,12 +108,14 @@ void run_previous_month_builder(const DomainPaths &paths, const LogSource &sourc
         command.run();
         const std::string target = "awstats." + config + ".html";
         const std::string link = month_dir + "/index.html";
-        if (!replace_with_link(target, link)) {
-            log_line("Error: symlink " + target + " " + link + ": " + std::strerror(errno));
+        if (replace_with_link(target, link)) {
+            return true;
         }
+        log_line("Error: symlink " + target + " " + link + ": " + std::strerror(errno));
     } catch (const korvo::ExecCmd::ExFailed &failure) {
         log_line(failure.what());
     }
+    return false;
 }
 
 // Where one log's months lie.
@@ -144,6 +152,12 @@ void point_current_at_this_month(const MonthDirs &dirs, int months_kept)
 
 } // namespace
 
+bool build_month_pages(const DomainPaths &paths, const LogSource &source, const tm &month)
+{
+    make_month_dir(month_dir_path(paths, source, month));
+    return fill_month_dir(paths, source, month);
+}
+
 void build_previous_month_pages(const DomainPaths &paths, const LogSource &source,
                                 const std::string &marker_path)
 {
@@ -155,13 +169,12 @@ void build_previous_month_pages(const DomainPaths &paths, const LogSource &sourc
     const tm month = previous_month();
     log_line(
         "Previous month detected in logs, force awstats pages regeneration for previous month");
-    const std::string month_dir =
-        statistics_dir_path(paths) + "/" + source.webstat_dir + "/" + format_month(month);
     // The bare name is looked up in the working directory, where it is not usually found.
-    if (!exists(source.webstat_dir)) {
-        make_month_dir(month_dir);
+    if (exists(source.webstat_dir)) {
+        fill_month_dir(paths, source, month);
+    } else {
+        build_month_pages(paths, source, month);
     }
-    run_previous_month_builder(paths, source, month_dir, month);
     fs::remove(marker_path, error);
 }
 

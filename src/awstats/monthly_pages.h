@@ -12,9 +12,16 @@
 // Failures of the page builder, of a link and of a directory are reported, and the run goes on.
 // Other system errors of starting a program leave as korvo::SystemError.
 
-// Makes the pages of the previous month, if the marker file exists; then the marker is removed,
+// Makes the pages of the given month, of which only tm_year and tm_mon count, with its directory
+// (owned by root, mode 0755; an existing one gets both) and its index link. Returns whether the
+// pages and the link were made. The page builder gets each option and its value as separate
+// arguments.
+bool build_month_pages(const DomainPaths &paths, const LogSource &source, const tm &month);
+
+// Makes the pages of the previous month by build_month_pages, if the marker file exists; then the marker is removed,
 // whatever came of it, so that only the first log of a run that gets here is rebuilt.
-// The page builder gets each option and its value as separate arguments.
+// The month's directory is left alone where the working directory holds something that is named
+// like the log's statistics subdirectory.
 void build_previous_month_pages(const DomainPaths &paths, const LogSource &source,
                                 const std::string &marker_path);
 
