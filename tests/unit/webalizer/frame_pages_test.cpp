@@ -1,4 +1,5 @@
 #include "support.h"
+#include "util/descriptors.h"
 #include "util/md5_hex.h"
 #include "webalizer/frame_pages.h"
 
@@ -90,6 +91,7 @@ TEST_F(FramePages, AFullDiskAmongTheEntriesStopsThePageWhereItIs)
         fs::create_directories("s/" + std::string(100, 'n') + std::to_string(i));
     }
     const auto call = [&] {
+        close_descriptors_from(3);
         const int lowest_free = lowest_free_descriptor();
         write_nav_page("s", "/dev/full");
         EXPECT_EQ(fs::current_path(), root() + "/s");
