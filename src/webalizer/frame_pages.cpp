@@ -3,6 +3,8 @@
 #include "util/bounded_format.h"
 #include "util/descriptors.h"
 #include "util/directory_walk.h"
+#include "util/errno_guard.h"
+#include "util/owned_streams.h"
 #include "util/report.h"
 
 #include <fcntl.h>
@@ -11,8 +13,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <vector>
 
 namespace
@@ -91,15 +93,25 @@ const char nav_foot[] = R"html(</select>
 </html>
 )html";
 
-// Removes a link or a FIFO at the path of a page: the page replaces it, and neither the file that a
-// link names is written, nor does a FIFO hold the run.
+// Removes a link or a FIFO at the path of a page: the page replaces it. A path that fills its buffer
+// may have been cut and then names something else. Leaves errno alone.
 void make_way(const std::string &path)
 {
+    const ErrnoGuard kept;
     struct stat status = {};
-    if (::lstat(path.c_str(), &status) == 0 &&
+    if (path.size() < bounded_buffer_size - 1 && ::lstat(path.c_str(), &status) == 0 &&
         (S_ISLNK(status.st_mode) || S_ISFIFO(status.st_mode))) {
         ::unlink(path.c_str());
     }
+}
+
+// Opens a page, emptied. Whatever is put at its name meanwhile, neither the file that a link names
+// is written, nor does a FIFO hold the run.
+Descriptor open_page(const std::string &path, mode_t mode)
+{
+    make_way(path);
+    return Descriptor(::open(
+        path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, mode));
 }
 
 void report_write_failure(const std::string &path)
@@ -107,12 +119,12 @@ void report_write_failure(const std::string &path)
     report(0, 0, "Unable to write to file %s", path.c_str());
 }
 
-bool write_options(std::ofstream &page, const std::string &path, std::vector<std::string> &periods)
+bool write_options(std::FILE *page, const std::string &path, std::vector<std::string> &periods)
 {
     std::sort(periods.begin(), periods.end());
     for (const std::string &period : periods) {
-        page << "<option value='" << period << "'>" << period << "</option>\n";
-        if (!page) {
+        if (std::fprintf(page, "<option value='%s'>%s</option>\n", period.c_str(), period.c_str()) <
+            0) {
             report_write_failure(path);
             return false;
         }
@@ -121,7 +133,7 @@ bool write_options(std::ofstream &page, const std::string &path, std::vector<std
 }
 
 // Writes an entry for each subdirectory. Returns whether the page can be completed.
-bool list_periods(std::ofstream &page, const std::string &path, const std::string &statistics_dir)
+bool list_periods(std::FILE *page, const std::string &path, const std::string &statistics_dir)
 {
     std::vector<std::string> periods;
     const EntryVisitor collect = [&](const char *name, const struct stat &status) {
@@ -146,8 +158,7 @@ void write_frame_pages(const std::string &statistics_dir)
 
 void write_index_page(const std::string &path)
 {
-    make_way(path);
-    Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+    Descriptor file = open_page(path, 0644);
     if (!file.is_open()) {
         report(0, 0, "Unable to open file %s: %s", path.c_str(), std::strerror(errno));
         return;
@@ -167,14 +178,14 @@ void write_index_page(const std::string &path)
 
 void write_nav_page(const std::string &statistics_dir, const std::string &path)
 {
-    make_way(path);
-    std::ofstream page(path, std::ios::trunc);
-    if (!page) {
+    Descriptor file = open_page(path, 0666);
+    OwnedFile page(file.is_open() ? ::fdopen(file.get(), "w") : nullptr);
+    if (page == nullptr) {
         report(0, 0, "Unable to open file %s", path.c_str());
         return;
     }
-    page << nav_head;
-    if (!page) {
+    file.release(); // closed with the stream
+    if (std::fputs(nav_head, page.get()) == EOF) {
         report_write_failure(path);
         return;
     }
@@ -183,12 +194,11 @@ void write_nav_page(const std::string &statistics_dir, const std::string &path)
         report(0, 0, "Unable to get entry %s: %s\n", statistics_dir.c_str(), std::strerror(ENOENT));
         return;
     }
-    if (!list_periods(page, path, statistics_dir)) {
+    if (!list_periods(page.get(), path, statistics_dir)) {
         return;
     }
-    page << nav_foot;
-    page.close();
-    if (!page) {
+    const bool written = std::fputs(nav_foot, page.get()) != EOF;
+    if (std::fclose(page.release()) != 0 || !written) {
         report_write_failure(path);
     }
 }

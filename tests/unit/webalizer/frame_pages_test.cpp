@@ -76,7 +76,6 @@ TEST_F(FramePages, FailuresEndOnlyTheirPage)
 
 TEST_F(FramePages, ADiskThatFillsUpInTheFramesetIsReported)
 {
-    write_file("index.html", "");
     const auto call = [] {
         const rlimit limit = {400, RLIM_INFINITY};
         ::setrlimit(RLIMIT_FSIZE, &limit);
@@ -103,6 +102,10 @@ TEST_F(FramePages, AFullDiskAmongTheEntriesStopsThePageWhereItIs)
 
 TEST_F(FramePages, PathsAreCutToTheirBuffers)
 {
+    const std::string linked = root() + std::string(4094 - root().size(), '/') + "l"; // fills a buffer
+    fs::create_directory_symlink("d", "l");
+    reported([&] { write_frame_pages(linked); });
+    EXPECT_TRUE(fs::is_symlink("l"));
     const std::string directory = root() + std::string(4096, '/');
     const std::string cut = directory.substr(0, 4095);
     EXPECT_EQ(reported([&] { write_frame_pages(directory); }),
