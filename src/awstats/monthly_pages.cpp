@@ -123,10 +123,13 @@ struct MonthDirs {
     std::string statistics_dir;
     std::string subdirectory;
 
+    std::string whole_path(const std::string &entry) const
+    {
+        return statistics_dir + "/" + subdirectory + "/" + entry;
+    }
     std::string path(const std::string &entry) const
     {
-        return format_bounded("%s/%s/%s", statistics_dir.c_str(), subdirectory.c_str(),
-                              entry.c_str());
+        return format_bounded("%s", whole_path(entry).c_str());
     }
 };
 
@@ -135,8 +138,9 @@ void point_current_at_this_month(const MonthDirs &dirs, int months_kept)
     const time_t now = std::time(nullptr);
     const std::string current = month_copy(now);
     const std::string current_dir = dirs.path(current);
-    const std::string old_dir =
-        dirs.path(month_copy(now - (static_cast<time_t>(months_kept) + 1) * TTL_MONTH_SECONDS));
+    // Not cut: the cut path could be a directory above.
+    const std::string old_dir = dirs.whole_path(
+        month_copy(now - (static_cast<time_t>(months_kept) + 1) * TTL_MONTH_SECONDS));
     const std::string link = dirs.path("current");
     if (exists(old_dir)) {
         remove_tree(old_dir.c_str(), true);

@@ -27,7 +27,8 @@ void build_previous_month_pages(const DomainPaths &paths, const LogSource &sourc
 
 // Removes the one month that has now passed the domain's time-to-live, points "current" at the
 // current month, makes its directory if needed (owned by root, mode 0755), and makes its pages
-// through "current". A removal that fails ends the program (see remove_tree).
+// through "current". A removal that fails ends the program (see remove_tree); where a path is too
+// long for its buffer, nothing is removed.
 // The page builder is started by the shell with the names as they are, unquoted: no domain must
 // have characters in its name that mean something to a shell.
 // Leaves AWSTATS_ENABLE_CONFIG_DIR=yes in the process's environment.
