@@ -25,35 +25,29 @@ bool has_records(const std::string &log)
     return present && fs::file_size(log) != 0;
 }
 
-// "<program> -c <configuration> -n <domain> -D <DNS cache>", the beginning of every command.
+// "<program> -c <configuration> -n <domain> -D <DNS cache> ", the beginning of every command. The
+// program may have options behind it.
 std::string command_start(const DomainPaths &paths)
 {
     const std::string cache =
         std::string(conf_get(PRODUCT_ROOT_D)) + "/var/webalizer/webalizer.cache";
-    return shell_quote(conf_get(WEB_STAT)) + " -c " +
+    return std::string(conf_get(WEB_STAT)) + " -c " +
            shell_quote(webalizer_conf_path(paths.domain, paths.vhosts_root)) + " -n " +
-           shell_quote(paths.domain) + " -D " + shell_quote(cache);
+           shell_quote(paths.domain) + " -D " + shell_quote(cache) + " ";
 }
 
-std::string dns_command(const DomainPaths &paths, const LogSource &source)
+// "<type of the log> - < <log>"
+std::string log_arguments(const LogSource &source, const std::string &log)
 {
-    return format_bounded("%s -N 15 %s - < %s", command_start(paths).c_str(),
-                          log_format_flags[source.format],
-                          shell_quote(prepared_log_path(paths, source)).c_str());
+    return std::string(log_format_flags[source.format]) + " - < " + shell_quote(log);
 }
 
-std::string pages_command(const DomainPaths &paths, const LogSource &source)
-{
-    return format_bounded("%s -p -N 0 -o %s %s - < %s 2>&1", command_start(paths).c_str(),
-                          shell_quote(statistics_subdir_path(paths, source)).c_str(),
-                          log_format_flags[source.format],
-                          shell_quote(prepared_log_path(paths, source)).c_str());
-}
-
+// Prints and runs the command, cut to its buffer.
 int run_command(const std::string &command)
 {
-    std::printf("\n%s\n", command.c_str());
-    return popen_exec(command.c_str());
+    const std::string cut = command.substr(0, bounded_buffer_size - 1);
+    std::printf("\n%s\n", cut.c_str());
+    return popen_exec(cut.c_str());
 }
 
 void fill_dns_cache(const DomainPaths &paths)
@@ -62,34 +56,42 @@ void fill_dns_cache(const DomainPaths &paths)
         const std::string log = prepared_log_path(paths, source);
         if (has_records(log)) {
             log_line("Processing the log " + log + " for DNS cache");
-            run_command(dns_command(paths, source));
+            run_command(command_start(paths) + "-N 15 " + log_arguments(source, log));
         }
     }
 }
 
-// Returns false if the log's output directory can't be made.
-bool make_pages(const DomainPaths &paths, const LogSource &source)
+void make_pages(const DomainPaths &paths, const LogSource &source, const std::string &log)
 {
-    if (!has_own_statistics(source)) {
-        std::printf("Skip log `%s' because it has parent `%s'\n", source.log_name,
-                    parent_log_name(source));
-        return true;
+    const std::string output_dir = shell_quote(statistics_subdir_path(paths, source));
+    const std::string command = command_start(paths) + "-p -N 0 -o " + output_dir + " " +
+                                log_arguments(source, log) + " 2>&1";
+    const int result = run_command(command);
+    const bool was_cut = command.size() >= bounded_buffer_size;
+    if (was_cut) {
+        std::printf("The command is longer than %zu characters and was cut.\n",
+                    bounded_buffer_size - 1);
     }
-    const std::string log = prepared_log_path(paths, source);
-    if (!has_records(log)) {
-        std::printf("Skip log %s because it is empty or does not exists\n", log.c_str());
-        return true;
-    }
-    if (!make_statistics_dir(paths.domain, source)) {
-        return false;
-    }
-    const std::string command = pages_command(paths, source);
-    // A command that fills its buffer may have lost its end, and with it the log that it reads.
-    const bool may_be_cut = command.size() == bounded_buffer_size - 1;
-    if (run_command(command) != 0 || may_be_cut) {
+    if (result != 0 || was_cut) {
         std::printf("The log will not be truncated because of errors above.\n");
     } else {
         truncate_log(log);
+    }
+}
+
+// Returns false if the log's output directory can't be made.
+bool process_log(const DomainPaths &paths, const LogSource &source)
+{
+    const std::string log = prepared_log_path(paths, source);
+    if (!has_own_statistics(source)) {
+        std::printf("Skip log `%s' because it has parent `%s'\n", source.log_name,
+                    parent_log_name(source));
+    } else if (!has_records(log)) {
+        std::printf("Skip log %s because it is empty or does not exists\n", log.c_str());
+    } else if (make_statistics_dir(paths.domain, source)) {
+        make_pages(paths, source, log);
+    } else {
+        return false;
     }
     return true;
 }
@@ -102,7 +104,7 @@ void webalizer_run(const std::string &domain)
     const DomainPaths paths = domain_paths(domain);
     fill_dns_cache(paths);
     for (const LogSource &source : log_sources) {
-        if (!make_pages(paths, source)) {
+        if (!process_log(paths, source)) {
             return;
         }
     }

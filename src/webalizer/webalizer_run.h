@@ -7,7 +7,8 @@
 // each log that has statistics of its own and then empties it. Each command is printed before it
 // runs.
 // A failed command is reported; its log stays as it is and is fed again at the next run, as is
-// that of a command which fills its 4096-byte buffer and so may have been cut. An output
-// directory that can't be made ends the run of this domain. Throws
+// that of a command which is longer than its 4096-byte buffer holds; it is run as cut. An output
+// directory that can't be made ends the run of this domain. The configured program goes into the
+// commands as it stands, so that it can have options; names and paths are quoted. Throws
 // boost::filesystem::filesystem_error if a log exists but its size can't be read.
 void webalizer_run(const std::string &domain);

@@ -160,17 +160,6 @@ TEST_F(WebalizerRun, NoNameRunsACommand)
     EXPECT_TRUE(contains(read_file("arguments"), " -n " + hostile + " -D "));
 }
 
-TEST_F(WebalizerRun, ACommandTooLongForItsBufferIsRunAsCut)
-{
-    const std::string configuration = read_file("etc/zut/zut.conf");
-    write_file("etc/zut/zut.conf", replace_all(configuration, "/v\n", "/v" + std::string(1500, '/') + "\n"));
-    add_domain("a.example", true, {"access_log"});
-    const std::string out = run_program({STATISTICS_RUN}).out;
-    const std::size_t start = out.rfind("\n" + root() + "/webalizer") + 1;
-    EXPECT_EQ(out.find('\n', start) - start, 4095U);
-    EXPECT_EQ(read_file(log_path("access_log")), "access_log record\n"); // the cut may have taken its name
-}
-
 TEST_F(WebalizerRun, ErrorsThatEndTheProcess)
 {
     add_domain("dir.example", true, {});
