@@ -65,10 +65,16 @@ int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode)
     if (::mkdir(path, mode) != 0 && errno != EEXIST) {
         return failed("ERROR: Unable to mkdir %s: %s\n", path);
     }
-    if (::lchown(path, owner, group) != 0 && errno != ENOENT) {
+    // Without O_NONBLOCK a FIFO would hold the run.
+    const Descriptor entry(::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const bool link_or_vanished = !entry.is_open() && (errno == ELOOP || errno == ENOENT);
+    if (link_or_vanished) {
+        return 0;
+    }
+    if (!entry.is_open() || ::fchown(entry.get(), owner, group) != 0) {
         return failed("ERROR: Unable to chown %s: %s\n", path);
     }
-    if (::fchmodat(AT_FDCWD, path, mode, AT_SYMLINK_NOFOLLOW) != 0 && errno != ENOENT) {
+    if (::fchmod(entry.get(), mode) != 0) {
         return failed("ERROR: Unable to chmod %s: %s\n", path);
     }
     return 0;

@@ -3,10 +3,10 @@
 #include <sys/types.h>
 
 // Makes one directory and gives it the owner, the group and the mode, whatever the process's
-// file-creation mask; one that exists already is accepted and gets them too, but nothing is changed
-// through a link. A path that vanishes in between is accepted. Returns 0, or -1 after a report of
-// what failed ("ERROR: Unable to mkdir", "... chown", "... chmod", with the path and the reason),
-// with errno as the failing call left it. Modes need /proc.
+// file-creation mask. What exists already is accepted and gets them too; but neither a link nor what
+// is behind it is changed. A path that vanishes in between is accepted. Returns 0, or -1 after a
+// report of what failed ("ERROR: Unable to mkdir", "... chown", "... chmod", with the path and the
+// reason), with errno as the failing call left it.
 int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode);
 
 // Deletes a regular file, a symbolic link, or a directory with all that is in it; a path that does

@@ -2,6 +2,8 @@
 #include "util/directories.h"
 #include "util/directory_walk.h"
 
+#include <cstring>
+
 using Files = InTempDir;
 
 TEST_F(Files, MakeDirOwnedMakesAndResets)
@@ -9,9 +11,21 @@ TEST_F(Files, MakeDirOwnedMakesAndResets)
     const mode_t mask = ::umask(077);
     EXPECT_EQ(make_dir_owned("dir", 12, 34, 0755), 0);
     EXPECT_EQ(attributes("dir"), "12:34 755");
-    EXPECT_EQ(make_dir_owned("dir", 56, 78, 0750), 0);
-    EXPECT_EQ(attributes("dir"), "56:78 750");
     ::umask(mask);
+    write_file("file", "");
+    ::mkfifo("fifo", 0600);
+    fs::create_directory("outside");
+    fs::create_directory_symlink("outside", "link");
+    fs::create_symlink("link2", "link2");
+    const std::string outside = attributes("outside");
+    in_child([&] {
+        ASSERT_EQ(::chroot("."), 0); // no /proc
+        for (const char *const path : {"dir", "file", "fifo", "link", "link2"}) {
+            EXPECT_EQ(make_dir_owned(path, 56, 78, 0750), 0) << path;
+            EXPECT_EQ(attributes(path), std::strncmp(path, "link", 4) == 0 ? "0:0 777" : "56:78 750");
+        }
+    });
+    EXPECT_EQ(attributes("outside"), outside);
 }
 
 TEST_F(Files, MakeDirOwnedReportsWhatItCouldNotDo)
