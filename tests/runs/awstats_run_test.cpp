@@ -6,7 +6,7 @@
 namespace
 {
 
-const Log &web = logs[0];
+const Log &web = all_logs[0];
 const std::string marker = "v/system/a.example/conf/prev_month.found";
 const std::string previous_line =
     "Previous month detected in logs, force awstats pages regeneration for previous month\n";
@@ -84,8 +84,8 @@ protected:
     {
         add_domain("a.example", false, {});
         for (std::size_t i = 0; i < count; ++i) {
-            write_file(log_path(logs[i].name), logs[i].name + " record\n");
-            fs::create_directories(statistics(logs[i]));
+            write_file(log_path(all_logs[i].name), all_logs[i].name + " record\n");
+            fs::create_directories(statistics(all_logs[i]));
         }
     }
 
@@ -95,11 +95,11 @@ protected:
     {
         std::string lines = preparation_lines + "\n-----[ a.example\nWebstat: awstats\nExecuting awstats...\n";
         lines += web_lines;
-        for (std::size_t i = 1; i < std::size(logs); ++i) {
-            if (logs[i].directory.empty()) {
-                lines += parent_line(logs[i]);
+        for (std::size_t i = 1; i < std::size(all_logs); ++i) {
+            if (all_logs[i].directory.empty()) {
+                lines += parent_line(all_logs[i]);
             } else {
-                lines += i < count ? done_lines(logs[i]) : skip_line(logs[i]);
+                lines += i < count ? done_lines(all_logs[i]) : skip_line(all_logs[i]);
             }
         }
         expect_outcome(run({"--calculate-domain", "a.example"}), out + "Finished.\n", lines);
@@ -108,10 +108,10 @@ protected:
 
 TEST_F(AwstatsRun, AllLogs)
 {
-    add_logs(std::size(logs));
-    expect_run(done_lines(web), std::size(logs), ttl_line + ttl_line + ttl_line + ttl_line);
-    EXPECT_EQ(ledger(), entries(web) + entries(logs[1]) + entries(logs[4]) + entries(logs[5]));
-    for (const Log &log : {logs[0], logs[1], logs[4], logs[5]}) {
+    add_logs(std::size(all_logs));
+    expect_run(done_lines(web), std::size(all_logs), ttl_line + ttl_line + ttl_line + ttl_line);
+    EXPECT_EQ(ledger(), entries(web) + entries(all_logs[1]) + entries(all_logs[4]) + entries(all_logs[5]));
+    for (const Log &log : {all_logs[0], all_logs[1], all_logs[4], all_logs[5]}) {
         const std::string directory = statistics(log);
         EXPECT_EQ(read_file(log_path(log.name)), "");
         EXPECT_EQ(fs::read_symlink(directory + "/current"), "2024-05");
@@ -140,7 +140,7 @@ TEST_F(AwstatsRun, AFailingUpdateCostsOnlyTheTruncation)
                    "The log will not be truncated because of errors above: @/" + log_path(web.name) + "\ncomplained\n",
                2, ttl_line + ttl_line);
     EXPECT_EQ(read_file(log_path(web.name)), "access_log record\n");
-    EXPECT_EQ(read_file(log_path(logs[1].name)), "");
+    EXPECT_EQ(read_file(log_path(all_logs[1].name)), "");
     EXPECT_TRUE(exists(statistics(web) + "/current/index.html") && exists(statistics(web) + "/nav.html"));
 }
 
@@ -178,11 +178,12 @@ TEST_F(AwstatsRun, TheMarkerRebuildsThePreviousMonthOfTheFirstLog)
         write_file(marker, "");
         set_clock(time, zone);
         expect_run(processed_lines(web) + previous_line + "complained\n", 2, ttl_line + ttl_line);
-        EXPECT_EQ(ledger(), entries(web, "yes: " + previous_pages_command(month, options) + "\n") + entries(logs[1]));
+        EXPECT_EQ(ledger(),
+                  entries(web, "yes: " + previous_pages_command(month, options) + "\n") + entries(all_logs[1]));
         EXPECT_FALSE(exists(marker));
         EXPECT_EQ(fs::read_symlink(statistics(web) + "/current"), current);
         EXPECT_EQ(fs::read_symlink(statistics(web) + "/" + month + "/index.html"), "awstats.a.example-http.html");
-        EXPECT_FALSE(exists(statistics(logs[1]) + "/" + month));
+        EXPECT_FALSE(exists(statistics(all_logs[1]) + "/" + month));
     }
 }
 

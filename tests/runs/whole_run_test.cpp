@@ -43,7 +43,7 @@ std::string out_of(const Names &names)
 {
     std::string lines = "Executing webalizer...\n";
     std::string second_pass;
-    for (const Log &log : logs) {
+    for (const Log &log : all_logs) {
         const bool has_records = names.count(log.name) != 0;
         lines += has_records ? dns_command(log) : "";
         second_pass += log.directory.empty() ? parent_line(log) : has_records ? pages_command(log) : empty_line(log);
@@ -93,7 +93,7 @@ TEST_F(WebalizerRun, OneNamedDomainWithAllLogs)
     EXPECT_EQ(ledger(), "access_log record\naccess_ssl_log record\nproxy_access_log record\n"
                         "proxy_access_ssl_log record\nxferlog record\nxferlog_regular record\n"
                         "access_log record\naccess_ssl_log record\nxferlog record\nxferlog_regular record\n");
-    for (const Log &log : logs) {
+    for (const Log &log : all_logs) {
         EXPECT_EQ(read_file(log_path(log.name)), log.directory.empty() ? log.name + " record\n" : "");
         EXPECT_EQ(attributes("v/system/a.example/statistics/" + log.directory), "0:0 755");
     }
@@ -112,7 +112,7 @@ TEST_F(WebalizerRun, AFailingSecondPassKeepsItsLogAndNothingElse)
     add_domain("a.example", true, {"access_log", "xferlog"});
     write_file("fail", "*-p*-o*webstat*");
     const std::string report = "popen_exec: command failed code: 1 , said\ncomplained\n\n";
-    const std::string command = pages_command(logs[0]);
+    const std::string command = pages_command(all_logs[0]);
     expect_outcome(run({"--calculate-domain", "a.example"}),
                    replace_all(out_of({"access_log", "xferlog"}), command,
                                command + report + "The log will not be truncated because of errors above.\n") +
@@ -131,11 +131,12 @@ TEST_F(WebalizerRun, AFailingOutputDirectoryEndsTheDomain)
     outcome.err.erase(0, outcome.err.find("Starting"));
     const std::string path = "@/v/system/a.example/statistics/webstat-ssl";
     const std::string report = "ERROR: Unable to mkdir " + path + "" + reason(ENOENT);
-    expect_outcome(
-        outcome,
-        "Executing webalizer...\n" + dns_command(logs[1]) + dns_command(logs[4]) + empty_line(logs[0]) + report +
-            "Error: unable to create directory for statistics (" + path + "): No such file or directoryFinished.\n",
-        preparation_lines + err_of({"access_ssl_log", "xferlog"}) + report + "\n-----[ b.example\nWebstat: none\n");
+    expect_outcome(outcome,
+                   "Executing webalizer...\n" + dns_command(all_logs[1]) + dns_command(all_logs[4]) +
+                       empty_line(all_logs[0]) + report + "Error: unable to create directory for statistics (" + path +
+                       "): No such file or directoryFinished.\n",
+                   preparation_lines + err_of({"access_ssl_log", "xferlog"}) + report +
+                       "\n-----[ b.example\nWebstat: none\n");
     EXPECT_EQ(read_file(log_path("xferlog")), "xferlog record\n");
     EXPECT_FALSE(exists(log_path("access_log", "b.example")));
 }
@@ -201,7 +202,7 @@ TEST_F(WebalizerRun, BothStreamsKeepTheirOrderInOneFile)
     add_domain("a.example", true, {"access_log"});
     const std::string out = replace_all(run_program({"sh", "-c", STATISTICS_RUN " 2>&1"}).out, root(), "@");
     EXPECT_TRUE(contains(out, "webalizer\nExecuting webalizer...\nProcessing the log "));
-    EXPECT_TRUE(contains(out, " for DNS cache\n" + dns_command(logs[0]) + "complained\n"));
+    EXPECT_TRUE(contains(out, " for DNS cache\n" + dns_command(all_logs[0]) + "complained\n"));
 }
 
 TEST_F(WebalizerRun, StartsWithClosedStreamsAndEndedChildrenIgnored)

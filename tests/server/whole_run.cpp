@@ -23,15 +23,6 @@ echo "$config" >"$dir/awstats.$config.html")";
 
 const std::string preparation_lines = "Starting...\nExecuting logs preparation... \n";
 
-const Log logs[6] = {
-    {"access_log", "clf", "webstat", "http"},
-    {"access_ssl_log", "clf", "webstat-ssl", "https"},
-    {"proxy_access_log", "clf", "", ""},
-    {"proxy_access_ssl_log", "clf", "", ""},
-    {"xferlog", "ftp", "anon_ftpstat", "anon_ftp"},
-    {"xferlog_regular", "ftp", "ftpstat", "ftp"},
-};
-
 WholeRun::WholeRun()
 {
     ::setenv("ROOT", root().c_str(), 1);

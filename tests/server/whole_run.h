@@ -1,15 +1,7 @@
 #pragma once
 
+#include "server/sample_server.h"
 #include "support.h"
-
-// One log that a domain can have. Those of the proxy have no statistics of their own.
-struct Log {
-    std::string name;
-    std::string format;
-    std::string directory;
-    std::string service;
-};
-extern const Log logs[6];
 
 // A run of the whole program over a tree in the temporary directory; "@" stands for its path in what the program
 // prints. The generators are stand-ins that note what they are fed in the file "ledger", and how they are called there or in "arguments", say

@@ -1,0 +1,240 @@
+#include "server/sample_server.h"
+
+#include "support.h"
+
+#include <linux/close_range.h>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+
+namespace
+{
+
+const std::string configuration = "HTTPD_VHOSTS_D @/vhosts\nPRODUCT_ROOT_D @/panel\nWEB_STAT @/bin/webalizer\n"
+                                  "AWSTATS_BIN_D @/bin\nAWSTATS_TOOLS_D @/tools\n";
+const std::string programs[] = {"bin/webalizer", "bin/awstats.pl", "tools/awstats_buildstaticpages.pl",
+                                "panel/admin/sbin/statistics_log_processor"};
+const std::string outside[] = {"/outside/file", "/outside/directory/access_log.webstat",
+                               "/outside/directory/index.html"};
+const std::string noted[] = {"/calls", "/complaints", "/fail", "/fail_late", "/ledger", "/offered"};
+
+std::string record(const std::string &domain, const std::string &log, std::size_t number)
+{
+    return "192.0.2.17 - - [15/May/2024:10:00:00 +0000] \"GET /" + domain + "/" + log + "/" + std::to_string(number) +
+           " HTTP/1.1\" 200 2326 \"-\" \"-\"";
+}
+
+std::string description(const fs::path &path)
+{
+    const fs::file_type type = fs::symlink_status(path).type();
+    const std::string kind = std::to_string(type) + " " + attributes(path.string());
+    if (type == fs::symlink_file) {
+        return kind + " " + fs::read_symlink(path).string();
+    }
+    return type == fs::regular_file ? kind + "\n" + read_file(path.string()) : kind;
+}
+
+std::vector<std::string> names_in(const std::string &directory)
+{
+    std::vector<std::string> names;
+    for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+const Log all_logs[6] = {
+    {"access_log", "clf", "webstat", "http"},
+    {"access_ssl_log", "clf", "webstat-ssl", "https"},
+    {"proxy_access_log", "clf", "", ""},
+    {"proxy_access_ssl_log", "clf", "", ""},
+    {"xferlog", "ftp", "anon_ftpstat", "anon_ftp"},
+    {"xferlog_regular", "ftp", "ftpstat", "ftp"},
+};
+
+std::vector<std::string> lines_of(const std::string &path)
+{
+    std::vector<std::string> lines;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+Violations differences(const Snapshot &wanted, const Snapshot &found)
+{
+    Violations different;
+    for (const auto &[path, what] : wanted) {
+        const auto at = found.find(path);
+        if (at == found.end() || at->second != what) {
+            different.push_back(path + (at == found.end() ? " is missing" : " has changed"));
+        }
+    }
+    for (const auto &entry : found) {
+        if (wanted.count(entry.first) == 0) {
+            different.push_back(entry.first + " is left over");
+        }
+    }
+    return different;
+}
+
+SampleServer::SampleServer(std::string root) : root_(std::move(root))
+{
+    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
+}
+
+std::string SampleServer::domainPath(const std::string &domain) const
+{
+    return root_ + "/vhosts/system/" + domain;
+}
+
+std::string SampleServer::preparedLog(const std::string &domain, const std::string &log) const
+{
+    return domainPath(domain) + "/logs/" + log + ".webstat";
+}
+
+void SampleServer::layOut(const std::string &program) const
+{
+    fs::create_directories(root_);
+    for (const fs::directory_entry &entry : fs::directory_iterator(root_)) {
+        fs::remove_all(entry);
+    }
+    for (const char *const directory :
+         {"vhosts/system", "panel/etc/awstats", "panel/var/webalizer", "ledger", "offered"}) {
+        fs::create_directories(root_ + "/" + directory);
+    }
+    write_file(root_ + "/etc/zut/zut.conf", replace_all(configuration, "@", root_));
+    for (const std::string &path : programs) {
+        const fs::path place = root_ + "/" + path;
+        fs::create_directories(place.parent_path());
+        fs::copy_file(program, place);
+        fs::permissions(place, fs::owner_all);
+    }
+    for (const std::string &path : outside) {
+        write_file(root_ + path, "Outside\n");
+    }
+}
+
+void SampleServer::addDomain(const std::string &domain, Kind kind, const std::vector<std::string> &names) const
+{
+    const std::string path = domainPath(domain);
+    for (const char *const directory : {"logs", "conf", "statistics"}) {
+        fs::create_directories(path + "/" + directory);
+    }
+    if (kind == Kind::webalizer) {
+        write_file(path + "/conf/webalizer.conf", "");
+    }
+    for (const Log &log : {all_logs[0], all_logs[5]}) {
+        if (kind == Kind::awstats) {
+            write_file(root_ + "/panel/etc/awstats/awstats." + domain + "-" + log.service + ".conf", "");
+            fs::create_directories(path + "/statistics/" + log.directory);
+        }
+    }
+    for (const std::string &name : names) {
+        const std::string line = record(domain, name, 0) + "\n";
+        write_file(root_ + "/offered/" + domain + "/" + name, line);
+        write_file(preparedLog(domain, name), line);
+    }
+}
+
+void SampleServer::addMonths(const std::string &domain) const
+{
+    const std::string statistics = domainPath(domain) + "/statistics/webstat";
+    write_file(domainPath(domain) + "/conf/stat_ttl.conf", "12\n");
+    write_file(domainPath(domain) + "/conf/next_month", "");
+    write_file(statistics + "/2024-03/page", "March\n");
+    write_file(statistics + "/2023-04/icons/icon", "Icon\n");
+    fs::create_symlink("2024-03", statistics + "/current");
+    fs::create_symlink(root_ + "/outside/directory", statistics + "/2023-04/directory");
+    fs::create_symlink(root_ + "/outside/file", statistics + "/2023-04/icons/file");
+}
+
+void SampleServer::bringRecords(bool prepared) const
+{
+    for (const std::string &domain : names_in(root_ + "/offered")) {
+        for (const std::string &log : names_in(root_ + "/offered/" + domain)) {
+            const std::string offered = root_ + "/offered/" + domain + "/" + log;
+            const std::size_t count = lines_of(offered).size();
+            std::string text = record(domain, log, count) + "\n";
+            text += prepared ? "" : record(domain, log, count + 1) + "\n";
+            const std::string path = prepared ? preparedLog(domain, log) : domainPath(domain) + "/logs/" + log;
+            std::ofstream(path, std::ios::app) << text;
+            std::ofstream(offered, std::ios::app) << text;
+        }
+    }
+}
+
+Violations SampleServer::lost(const std::string &domain, const std::string &name, bool moved) const
+{
+    const Log &log =
+        *std::find_if(std::begin(all_logs), std::end(all_logs), [&](const Log &l) { return l.name == name; });
+    std::vector<std::string> places = {preparedLog(domain, name)};
+    if (!moved) {
+        places.push_back(domainPath(domain) + "/logs/" + name);
+    }
+    if (exists(domainPath(domain) + "/conf/webalizer.conf")) {
+        places.push_back(root_ + "/ledger/" + domain + "-" + log.directory);
+    } else if (exists(root_ + "/panel/etc/awstats/awstats." + domain + "-http.conf")) {
+        places.push_back(root_ + "/ledger/" + domain + "-" + log.service);
+    } else {
+        return {};
+    }
+    std::set<std::string> there;
+    for (const std::string &place : places) {
+        const std::vector<std::string> lines = lines_of(place);
+        there.insert(lines.begin(), lines.end());
+    }
+    Violations wrong;
+    for (const std::string &line : lines_of(root_ + "/offered/" + domain + "/" + name)) {
+        if (there.count(line) == 0) {
+            wrong.push_back("lost: " + line);
+        }
+    }
+    return wrong;
+}
+
+Violations SampleServer::judge(bool moved) const
+{
+    Violations wrong = lines_of(root_ + "/complaints");
+    for (const std::string &path : outside) {
+        if (lines_of(root_ + path) != std::vector<std::string>{"Outside"}) {
+            wrong.push_back(path + " has changed");
+        }
+    }
+    for (const std::string &domain : names_in(root_ + "/offered")) {
+        for (const std::string &log : names_in(root_ + "/offered/" + domain)) {
+            const Violations more = lost(domain, log, moved);
+            wrong.insert(wrong.end(), more.begin(), more.end());
+        }
+    }
+    return wrong;
+}
+
+std::size_t SampleServer::doubled() const
+{
+    std::size_t count = 0;
+    for (const std::string &name : names_in(root_ + "/ledger")) {
+        const std::vector<std::string> lines = lines_of(root_ + "/ledger/" + name);
+        count += lines.size() - std::set<std::string>(lines.begin(), lines.end()).size();
+    }
+    return count;
+}
+
+Snapshot SampleServer::look() const
+{
+    Snapshot found;
+    for (fs::recursive_directory_iterator entry(root_), end; entry != end; ++entry) {
+        const std::string path = entry->path().string().substr(root_.size());
+        if (std::find(std::begin(noted), std::end(noted), path) == std::end(noted)) {
+            found[path] = description(entry->path());
+        } else {
+            entry.disable_recursion_pending();
+        }
+    }
+    return found;
+}
