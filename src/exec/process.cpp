@@ -15,7 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
+#include <exception>
 
 namespace korvo
 {
@@ -24,7 +24,6 @@ namespace
 {
 
 constexpr std::size_t read_size = 4096;
-constexpr std::size_t supply_size = 1U << 20;
 
 // Waits for the child. Returns its exit status; -1 if there is none to be had.
 int waitForExit(pid_t pid)
@@ -77,37 +76,20 @@ void collect(Descriptor &source, bool ready, std::string &text)
     }
 }
 
-// The input of a child, handed to writeToString in pieces: it moves what is left of one to its
-// front with every write.
-class Supply
+void supply(Descriptor &target, bool ready, std::string &text)
 {
-public:
-    explicit Supply(std::string text) : text_(std::move(text)) {}
-
-    void write(Descriptor &target, bool ready)
-    {
-        if (!ready || target.get() <= 0) {
-            return;
-        }
-        if (piece_.empty()) {
-            piece_ = text_.substr(taken_, supply_size);
-            taken_ += piece_.size();
-        }
-        writeToString(target.get(), piece_);
-        if (piece_.empty() && taken_ == text_.size()) {
-            target.close();
-        }
+    if (!ready || target.get() <= 0) {
+        return;
     }
-
-private:
-    std::string text_;
-    std::size_t taken_ = 0;
-    std::string piece_;
-};
+    writeToString(target.get(), text);
+    if (text.empty()) {
+        target.close();
+    }
+}
 
 // Moves what can be moved through the pipes, once at least one of them is ready. Waits by poll,
 // which takes descriptors of any number.
-void pumpOnce(ChildPipes &pipes, Supply &supply, std::string &output, std::string &error)
+void pumpOnce(ChildPipes &pipes, std::string &input, std::string &output, std::string &error)
 {
     pollfd waiting[] = {
         {pipes.input.write_end.get(), POLLOUT, 0}, // a negative descriptor is passed over
@@ -120,7 +102,7 @@ void pumpOnce(ChildPipes &pipes, Supply &supply, std::string &output, std::strin
         }
         return;
     }
-    supply.write(pipes.input.write_end, waiting[0].revents != 0);
+    supply(pipes.input.write_end, waiting[0].revents != 0, input);
     collect(pipes.output.read_end, waiting[1].revents != 0, output);
     collect(pipes.error.read_end, waiting[2].revents != 0, error);
 }
@@ -135,11 +117,8 @@ void switchUser(const std::string &user)
     }
 }
 
-// Turns the child into the program. Not to be left by an exception, which ends the child here:
-// above is the parent's code.
-[[noreturn]] void becomeProgram(const int (&streams)[3], const std::string &path,
-                                char *const argv[], const std::string &user,
-                                const Environment &environment) noexcept
+void becomeProgram(const int (&streams)[3], const std::string &path, char *const argv[],
+                   const std::string &user, const Environment &environment)
 {
     for (int target = 0; target < 3; ++target) {
         dup2Custom(streams[target], target);
@@ -153,7 +132,18 @@ void switchUser(const std::string &user)
     }
     ::execvp(path.c_str(), argv);
     report(1, 0, "forkExecvPipes: execv() failed: %s\n", std::strerror(errno));
-    std::abort(); // the report has ended the child
+}
+
+// Turns the child into the program, or ends it: above is the parent's code.
+[[noreturn]] void runChild(const int (&streams)[3], const std::string &path, char *const argv[],
+                           const std::string &user, const Environment &environment)
+{
+    try {
+        becomeProgram(streams, path, argv, user, environment);
+    } catch (const std::exception &failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+    }
+    std::abort();
 }
 
 } // namespace
@@ -173,9 +163,8 @@ int forkExecvGetOutErr(std::string input, std::string &output, std::string &erro
                                      pipes.error.write_end.get(), path, argv, user, environment);
     pipes.closeChildEnds();
     try {
-        Supply supply(std::move(input));
         while (pipes.anyOpen()) {
-            pumpOnce(pipes, supply, output, error);
+            pumpOnce(pipes, input, output, error);
         }
     } catch (...) {
         // Not left to destructors: where nobody catches it, an exception does not call them.
@@ -220,7 +209,7 @@ pid_t forkExecvPipes(int input, int output, int error, const std::string &path, 
         raiseSystemError("forkExecvPipes: fork() failed", errno);
     }
     if (pid == 0) {
-        becomeProgram({input, output, error}, path, argv, user, environment);
+        runChild({input, output, error}, path, argv, user, environment);
     }
     return pid;
 }

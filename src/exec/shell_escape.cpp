@@ -13,7 +13,7 @@ constexpr char copied = '-';
 constexpr char backslashed = '*';
 constexpr char quoted = 'n';
 
-constexpr std::array<char, 256> make_escape_chars()
+constexpr std::array<char, 256> makeEscapeChars()
 {
     std::array<char, 256> classes = {};
     for (char &character_class : classes) {
@@ -30,9 +30,9 @@ constexpr std::array<char, 256> make_escape_chars()
 }
 
 // The class of each character, by its code.
-constexpr std::array<char, 256> escape_chars = make_escape_chars();
+constexpr std::array<char, 256> escape_chars = makeEscapeChars();
 
-char class_of(char character)
+char classOf(char character)
 {
     return escape_chars[static_cast<unsigned char>(character)];
 }
@@ -43,7 +43,7 @@ std::string shellEscape(const std::string &text)
 {
     std::string escaped;
     for (const char character : text) {
-        switch (class_of(character)) {
+        switch (classOf(character)) {
         case backslashed:
             escaped += '\\';
             escaped += character;
@@ -63,7 +63,7 @@ std::string shellEscape(const std::string &text)
 void checkEscapeChars(const char *text)
 {
     for (; text != nullptr && *text != '\0'; ++text) {
-        if (class_of(*text) != copied) {
+        if (classOf(*text) != copied) {
             throw std::runtime_error("Internal error: bad escape_chars value");
         }
     }
