@@ -9,20 +9,16 @@
 #include "webalizer/frame_pages.h"
 #include "webalizer/truncate_log.h"
 
-#include <boost/filesystem.hpp>
-
-namespace fs = boost::filesystem;
+#include <sys/stat.h>
 
 namespace
 {
 
-// Whether the log exists and is not known to be empty. The size of something that is not a regular
-// file can't be read, which is not taken for empty.
+// Whether the log exists and is not known to be empty, which only a regular file is.
 bool may_have_records(const std::string &log)
 {
-    boost::system::error_code error;
-    const fs::file_type type = fs::status(log, error).type();
-    return type != fs::file_not_found && type != fs::status_error && fs::file_size(log, error) != 0;
+    struct stat status = {};
+    return ::stat(log.c_str(), &status) == 0 && !(S_ISREG(status.st_mode) && status.st_size == 0);
 }
 
 void update(const DomainPaths &paths, const LogSource &source, const std::string &log)

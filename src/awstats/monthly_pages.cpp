@@ -8,6 +8,7 @@
 #include "util/malloced.h"
 #include "util/report.h"
 #include "util/shell_command.h"
+#include "util/unchanged.h"
 
 #include <boost/filesystem.hpp>
 
@@ -33,13 +34,14 @@ bool exists(const std::string &path)
     return ::lstat(path.c_str(), &status) == 0;
 }
 
-// Makes the path a link to the target, in place of whatever file or link is there. Returns false,
-// with errno set, if that fails.
-bool replace_with_link(const std::string &target, const std::string &path)
+// Makes the path a link to the target, in place of whatever file or link is there; one that is such
+// a link already stays. Returns false, with errno set, if that fails.
+bool make_link(const std::string &target, const std::string &path)
 {
-    if (exists(path)) {
-        ::unlink(path.c_str());
+    if (is_link_to(path.c_str(), target.c_str())) {
+        return true;
     }
+    ::unlink(path.c_str());
     return ::symlink(target.c_str(), path.c_str()) == 0;
 }
 
@@ -108,7 +110,7 @@ bool fill_month_dir(const DomainPaths &paths, const LogSource &source, const tm 
         command.run();
         const std::string target = "awstats." + config + ".html";
         const std::string link = month_dir + "/index.html";
-        if (replace_with_link(target, link)) {
+        if (make_link(target, link)) {
             return true;
         }
         log_line("Error: symlink " + target + " " + link + ": " + std::strerror(errno));
@@ -148,8 +150,7 @@ void point_current_at_this_month(const MonthDirs &dirs, int months_kept)
     if (!exists(current_dir)) {
         make_month_dir(current_dir);
     }
-    ::unlink(link.c_str());
-    if (::symlink(current.c_str(), link.c_str()) != 0) {
+    if (!make_link(current, link)) {
         log_line("Unable to symlink from " + current_dir + "to current_dir");
     }
 }
@@ -203,7 +204,7 @@ void build_current_month_pages(const DomainPaths &paths, const LogSource &source
     }
     const std::string target =
         format_bounded("awstats.%s-%s.html", paths.domain.c_str(), source.service);
-    if (!replace_with_link(target, format_bounded("%s/index.html", current.c_str()))) {
+    if (!make_link(target, format_bounded("%s/index.html", current.c_str()))) {
         log_line("Unable to symlink from" + target + "to index.html");
     }
 }

@@ -7,7 +7,8 @@
 
 // The static pages of one log, a directory per month in the log's statistics subdirectory, made by
 // AWStats' page builder. Each month's index.html is a link to AWStats' main page, and the link
-// "current" leads to the current month. Months follow the local time zone.
+// "current" leads to the current month. A link that already has its target stays; whatever else is
+// there is replaced. Months follow the local time zone.
 //
 // Failures of the page builder, of a link and of a directory are reported, and the run goes on.
 // Other system errors of starting a program leave as korvo::SystemError.

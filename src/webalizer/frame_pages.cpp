@@ -6,7 +6,9 @@
 #include "util/errno_guard.h"
 #include "util/owned_streams.h"
 #include "util/report.h"
+#include "util/unchanged.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -119,12 +121,52 @@ void report_write_failure(const std::string &path)
     report(0, 0, "Unable to write to file %s", path.c_str());
 }
 
+std::string option_line(const std::string &period)
+{
+    return "<option value='" + period + "'>" + period + "</option>\n";
+}
+
+// Adds the names of the directory's subdirectories. Returns whether all could be told; a file
+// system need not tell the kinds of its entries.
+bool add_subdirectories(const std::string &directory, std::vector<std::string> &names)
+{
+    const OwnedListing listing(::opendir(directory.c_str()));
+    const dirent *entry = nullptr;
+    errno = 0;
+    while (listing != nullptr && (entry = ::readdir(listing.get())) != nullptr) {
+        if (entry->d_type == DT_UNKNOWN) {
+            return false;
+        }
+        if (entry->d_type == DT_DIR && !is_dot_or_dot_dot(entry->d_name)) {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    return listing != nullptr && errno == 0;
+}
+
+// Whether the page at the path already lists what the directory holds. What can't be told is left
+// to the writing of the page, which reports it. Leaves errno alone.
+bool is_listed(const std::string &statistics_dir, const std::string &path)
+{
+    const ErrnoGuard kept;
+    std::vector<std::string> periods;
+    if (!add_subdirectories(statistics_dir, periods)) {
+        return false;
+    }
+    std::sort(periods.begin(), periods.end());
+    std::string page = nav_head;
+    for (const std::string &period : periods) {
+        page += option_line(period);
+    }
+    page += nav_foot;
+    return file_holds(path.c_str(), page.data(), page.size());
+}
+
 bool write_options(std::FILE *page, const std::string &path, std::vector<std::string> &periods)
 {
     std::sort(periods.begin(), periods.end());
     for (const std::string &period : periods) {
-        if (std::fprintf(page, "<option value='%s'>%s</option>\n", period.c_str(), period.c_str()) <
-            0) {
+        if (std::fputs(option_line(period).c_str(), page) == EOF) {
             report_write_failure(path);
             return false;
         }
@@ -158,6 +200,9 @@ void write_frame_pages(const std::string &statistics_dir)
 
 void write_index_page(const std::string &path)
 {
+    if (file_holds(path.c_str(), index_page, index_page_size)) {
+        return;
+    }
     Descriptor file = open_page(path, 0644);
     if (!file.is_open()) {
         report(0, 0, "Unable to open file %s: %s", path.c_str(), std::strerror(errno));
@@ -178,6 +223,9 @@ void write_index_page(const std::string &path)
 
 void write_nav_page(const std::string &statistics_dir, const std::string &path)
 {
+    if (is_listed(statistics_dir, path)) {
+        return;
+    }
     Descriptor file = open_page(path, 0666);
     OwnedFile page(file.is_open() ? ::fdopen(file.get(), "w") : nullptr);
     if (page == nullptr) {

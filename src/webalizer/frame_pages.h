@@ -5,7 +5,9 @@
 // The two pages through which a statistics directory is browsed: index.html, a frameset, and
 // nav.html, a list of the periods there are statistics of. Choosing a period loads the index.html
 // of its directory. A failure is reported and ends only the page being written, which stays as far
-// as it has come. Existing pages are replaced, and so is a link or a FIFO in place of one.
+// as it has come. A regular file that already holds the page's bytes is left alone, times and all,
+// so that no visitor meets half a page and nothing is sent to the disk; other pages are replaced,
+// and so is a link or a FIFO in place of one.
 
 // Writes both pages into the statistics directory. Their paths are cut to 4095 characters.
 void write_frame_pages(const std::string &statistics_dir);

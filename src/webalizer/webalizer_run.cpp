@@ -10,6 +10,8 @@
 
 #include <boost/filesystem.hpp>
 
+#include <sys/stat.h>
+
 #include <cstdio>
 
 namespace fs = boost::filesystem;
@@ -19,10 +21,11 @@ namespace
 
 bool has_records(const std::string &log)
 {
-    boost::system::error_code error;
-    const fs::file_status status = fs::status(log, error);
-    const bool present = status.type() != fs::file_not_found && status.type() != fs::status_error;
-    return present && fs::file_size(log) != 0;
+    struct stat status = {};
+    if (::stat(log.c_str(), &status) != 0) {
+        return false;
+    }
+    return S_ISREG(status.st_mode) ? status.st_size != 0 : fs::file_size(log) != 0;
 }
 
 // "<program> -c <configuration> -n <domain> -D <DNS cache> ", the beginning of every command. The
