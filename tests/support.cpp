@@ -199,6 +199,14 @@ std::string attributes(const std::string &path)
     return text;
 }
 
+std::string identity(const std::string &path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
+    return std::to_string(status.st_ino) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
+           std::to_string(status.st_mtim.tv_nsec);
+}
+
 std::string replace_all(std::string text, const std::string &from, const std::string &to)
 {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {

@@ -98,6 +98,9 @@ bool exists(const std::string &path);
 // "<owner>:<group> <mode in octal>"; links are not followed.
 std::string attributes(const std::string &path);
 
+// What changes when something at the path is written or replaced; links are not followed.
+std::string identity(const std::string &path);
+
 // The text with every `from` replaced.
 std::string replace_all(std::string text, const std::string &from, const std::string &to);
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <iterator>
+#include <map>
 
 namespace
 {
@@ -206,15 +207,28 @@ TEST_F(AwstatsRun, OneMonthFallsOutOfTheTimeToLive)
     }
 }
 
-TEST_F(AwstatsRun, ASecondRunInTheSameMonthReplacesTheLinks)
+TEST_F(AwstatsRun, ASecondRunInTheSameMonthKeepsPagesAndLinks)
 {
     add_logs(1);
     expect_run(done_lines(web), 1, ttl_line);
+    std::map<std::string, std::string> kept;
+    for (const std::string entry : {"/index.html", "/nav.html", "/current", "/2024-05/index.html"}) {
+        kept[statistics(web) + entry] = identity(statistics(web) + entry);
+    }
     add_logs(1);
     ASSERT_EQ(::chown((statistics(web) + "/2024-05").c_str(), 7, 7), 0);
     expect_run(done_lines(web), 1, ttl_line);
-    EXPECT_EQ(read_file(statistics(web) + "/current/index.html"), "a.example-http\n");
+    for (const auto &[path, before] : kept) {
+        EXPECT_EQ(identity(path), before) << path;
+    }
     EXPECT_EQ(attributes(statistics(web) + "/2024-05"), "7:7 755"); // an existing month is left as it is
+    for (const std::string target : {"2024-0", "2024-055", "2024-06"}) {
+        fs::remove(statistics(web) + "/current");
+        fs::create_symlink(target, statistics(web) + "/current");
+        add_logs(1);
+        expect_run(done_lines(web), 1, ttl_line);
+        EXPECT_EQ(fs::read_symlink(statistics(web) + "/current"), "2024-05");
+    }
     set_clock("2024-06-01 00:00");
     add_logs(1);
     run({"--calculate-domain", "a.example"});

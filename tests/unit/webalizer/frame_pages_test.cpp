@@ -34,6 +34,28 @@ TEST_F(FramePages, TheFramesetIsFixed)
     EXPECT_EQ(digest(page), "00e0e16299d19d1ba51d2e18946d93eb") << page;
 }
 
+TEST_F(FramePages, OnlyARegularFileWithExactlyThePageStays)
+{
+    fs::create_directories("s/2024-05");
+    for (const std::string page : {"s/index.html", "s/nav.html"}) {
+        write_frame_pages("s");
+        fs::last_write_time(page, 1);
+        const std::string right = read_file(page);
+        const std::string before = identity(page);
+        write_frame_pages("s");
+        EXPECT_EQ(identity(page), before);
+        for (const std::string &text : {right.substr(1) + "\n", right + "x", right.substr(1)}) {
+            write_file(page, text);
+            write_frame_pages("s");
+            EXPECT_EQ(read_file(page), right);
+        }
+        fs::rename(page, "same");
+        fs::create_symlink("../same", page);
+        write_frame_pages("s");
+        EXPECT_EQ(fs::symlink_status(page).type(), fs::regular_file);
+    }
+}
+
 TEST_F(FramePages, TheListHoldsTheSubdirectoriesInOrder)
 {
     std::string options;
