@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 namespace
 {
@@ -158,16 +159,25 @@ char *skip_space(char *text)
     return text;
 }
 
-// The end of the value that starts here.
+bool ends_in_three_blanks_and_newline(std::string_view value)
+{
+    const std::string_view end = value.substr(value.find_last_not_of(" \t\n\v\f\r") + 1);
+    return end.size() == 4 && end.find_first_not_of(" \t") == 3 && end.back() == '\n';
+}
+
+// The end of the value that starts here: white space marks it, more white space lifts the mark.
+// Three blanks and the newline are the exception.
 char *value_end(char *value)
 {
-    unsigned blanks = 0; // white space that directly precedes `end`
+    char *mark = nullptr;
     char *end = value;
     for (; !is_comment_or_end(*end); ++end) {
-        blanks = is_space(*end) ? blanks + 1 : 0;
+        mark = is_space(*end) && mark == nullptr ? end : nullptr;
     }
-    const bool three_blanks_and_newline = blanks == 4 && end[-1] == '\n';
-    return blanks % 2 == 1 || three_blanks_and_newline ? end - 1 : end;
+    if (ends_in_three_blanks_and_newline({value, static_cast<std::size_t>(end - value)})) {
+        return end - 1;
+    }
+    return mark == nullptr ? end : mark;
 }
 
 // Adds the setting of one line, which is cut up in place. A malformed line is logged and skipped.

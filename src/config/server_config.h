@@ -81,7 +81,8 @@ int conf_load();
 // Adds the settings of a file to the configuration; a later line for a name overrides an earlier
 // one. A malformed line is logged and skipped. The end of a value: the line's white space before
 // the end or before '#' is dropped by its last character only, and only where its length, the
-// newline included, is odd or is three blanks and the newline; otherwise all of it stays. So
+// newline included, is odd or it is three blanks (spaces or tabs) and the newline; otherwise all of
+// it stays. So
 // "name value\n" gives "value", and "name value \n" keeps the blank and the newline.
 // Returns 0 with the entries sorted, or -1 with errno set: the file can't be opened or read, or
 // there is no memory. The configuration then holds what was added before. All but a lack of memory

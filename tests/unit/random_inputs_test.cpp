@@ -35,7 +35,7 @@ std::string scan_value(const std::string &text)
         marker = sets ? end : std::string::npos;
     }
     const std::string value = text.substr(0, std::min(end, marker));
-    static const std::regex three_blanks("[^\\s]\\s{3}\n$");
+    static const std::regex three_blanks("[^\\s][ \\t]{3}\n$");
     const bool drops_newline = std::regex_search(value, three_blanks);
     return drops_newline ? value.substr(0, value.size() - 1) : value;
 }

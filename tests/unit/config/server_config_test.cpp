@@ -41,6 +41,8 @@ TEST_F(ServerConfigFile, LinesAndValues)
         {"NAME value \n", "NAME=value \n|", ""},
         {"NAME value  \n", "NAME=value  |", ""},
         {"NAME value   \n", "NAME=value   |", ""},
+        {"NAME value\t \t\n", "NAME=value\t \t|", ""},
+        {"NAME value  \r\n", "NAME=value  \r\n|", ""},
         {"NAME value    \n", "NAME=value    |", ""},
         {"NAME value", "NAME=value|", ""},
         {"NAME val#ue\n", "NAME=val|", ""},
