@@ -2,12 +2,15 @@
 
 #include "util/errno_guard.h"
 #include "util/malloced.h"
+#include "util/text_buffer.h"
 
+#include <syslog.h>
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <strings.h>
-#include <syslog.h>
 
 const char *program_path = nullptr;
 void (*log_output)(int level, const char *format, ...) = log_message;
@@ -17,56 +20,27 @@ namespace
 {
 
 constexpr std::size_t report_buffer_size = 4096;
-constexpr char console_target[] = "console";
 
-int log_facility = LOG_MAIL;
 int log_threshold = log_level_info;
-bool console_on = true;
 
-struct Message {
-    Malloced<char> text;
-    std::size_t capacity = 0;
-    std::size_t length = 0;
-};
-
-void format_into(Message &message, const char *format, va_list arguments)
+// Formats into an empty buffer, as far as it goes. Returns the length of the whole text, 0 if it
+// can't be formatted.
+std::size_t format_into(TextBuffer &text, const char *format, va_list arguments)
 {
     va_list copy;
     va_copy(copy, arguments);
-    const int length = std::vsnprintf(message.text.get(), message.capacity, format, copy);
+    const int length = std::vsnprintf(text.end(), text.capacity(), format, copy);
     va_end(copy);
-    message.length = length < 0 ? 0 : static_cast<std::size_t>(length);
-    if (length < 0) {
-        *message.text = '\0';
-    }
+    return length < 0 ? 0 : static_cast<std::size_t>(length);
 }
 
-void format_whole(Message &message, const char *format, va_list arguments)
+// Appends the line that tells the error, or nothing where it does not fit.
+void append_system_error(TextBuffer &text, int error_number)
 {
-    format_into(message, format, arguments);
-    if (message.length < message.capacity) {
-        return;
-    }
-    const std::size_t needed = message.length + 1;
-    char *const grown = static_cast<char *>(std::realloc(message.text.get(), needed));
-    if (grown == nullptr) {
-        message.length = message.capacity - 1;
-        return;
-    }
-    static_cast<void>(message.text.release()); // realloc has taken it over
-    message.text.reset(grown);
-    message.capacity = needed;
-    format_into(message, format, arguments);
-}
-
-void append_system_error(Message &message, int error_number)
-{
-    const char *const format = "\nSystem error %d: %s";
-    const char *const text = std::strerror(error_number);
-    const std::size_t room = message.capacity - message.length;
-    const int length = std::snprintf(nullptr, 0, format, error_number, text);
-    if (length > 0 && static_cast<std::size_t>(length) < room) {
-        std::snprintf(message.text.get() + message.length, room, format, error_number, text);
+    const int length = std::snprintf(text.end(), text.free_bytes(), "\nSystem error %d: %s",
+                                     error_number, std::strerror(error_number));
+    if (length > 0 && static_cast<std::size_t>(length) < text.free_bytes()) {
+        text.added(static_cast<std::size_t>(length));
     }
 }
 
@@ -101,19 +75,21 @@ void print_log_line_to(std::FILE *stream, const char *text)
 void report_v(int exit_status, int /*flag*/, const char *format, va_list arguments)
 {
     const ErrnoGuard entry_errno;
-    Message message;
-    message.text.reset(static_cast<char *>(std::malloc(report_buffer_size)));
-    if (message.text == nullptr) {
+    TextBuffer text;
+    if (!text.grow_to(report_buffer_size)) {
         print_message("Can't allocate memory for error message", exit_status);
         return;
     }
-    message.capacity = report_buffer_size;
-    format_whole(message, format, arguments);
-    errno = entry_errno.value();
-    if (entry_errno.value() != 0) {
-        append_system_error(message, entry_errno.value());
+    const std::size_t length = format_into(text, format, arguments);
+    if (length >= text.capacity() && text.grow_to(length + 1)) {
+        format_into(text, format, arguments);
     }
-    print_message(message.text.get(), exit_status);
+    text.added(std::min(length, text.room()));
+    errno = entry_errno.value();
+    if (errno != 0) {
+        append_system_error(text, errno);
+    }
+    print_message(Malloced<char>(text.release()).get(), exit_status);
 }
 
 void report(int exit_status, int flag, const char *format, ...)
@@ -135,7 +111,7 @@ void print_message(const char *message, int exit_status)
 
 void log_message_v(int level, const char *format, va_list arguments)
 {
-    if (level > log_threshold || !console_on) {
+    if (level > log_threshold) {
         return;
     }
     char *text = nullptr;
@@ -157,19 +133,14 @@ void log_message(int level, const char *format, ...)
 
 void log_setup(const char *target, int level, int facility, int options, const char *identity)
 {
-    log_facility = facility;
-    console_on = level >= 1;
-    log_threshold = console_on ? level : 0;
+    log_threshold = std::max(level, 0);
     if (target != nullptr) {
         log_output = log_message;
         log_output_v = log_message_v;
-        if (strncasecmp(target, console_target, sizeof console_target - 1) != 0) {
-            console_on = false;
-        }
         return;
     }
     closelog();
-    openlog(identity, options | LOG_PID, log_facility);
+    openlog(identity, options | LOG_PID, facility);
     log_output = syslog;
     log_output_v = vsyslog;
 }

@@ -38,17 +38,16 @@ void report_v(int exit_status, int flag, const char *format, va_list arguments)
 void print_message(const char *message, int exit_status);
 
 // The console form of the log: writes the message and a line feed to standard error and then to
-// standard output, and flushes both, if the level passes and the console has not been turned off.
-// No prefix, and no look at errno.
+// standard output, and flushes both, if the level passes. No prefix, and no look at errno.
 void log_message(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 void log_message_v(int level, const char *format, va_list arguments)
     __attribute__((format(printf, 2, 0)));
 
 // Chooses where log messages go.
-// target: a name: the console routines; they write only if it begins with "console" (in any case).
+// target: a name, whatever it is: the console routines.
 //         null: the system log, opened anew with the identity, the facility and the options, the
 //         process id added. The identity must outlive the logging.
-// level:  the threshold for the console; below 1 turns the console off.
+// level:  the threshold of the console routines; below 1 counts as 0.
 void log_setup(const char *target, int level, int facility, int options, const char *identity);
 
 // Formats as printf does into newly allocated memory, which the caller frees. Never returns null:
