@@ -40,14 +40,24 @@ bool means_missing(const boost::system::error_code &error)
 
 } // namespace
 
+std::string domains_dir_path()
+{
+    return system_dir(conf_get(HTTPD_VHOSTS_D));
+}
+
 DomainPaths domain_paths(const std::string &domain)
 {
     return {domain, conf_get(HTTPD_VHOSTS_D)};
 }
 
+std::string logs_dir_path(const DomainPaths &paths)
+{
+    return system_dir(paths.vhosts_root) + paths.domain + "/logs/";
+}
+
 std::string prepared_log_path(const DomainPaths &paths, const LogSource &source)
 {
-    return system_dir(paths.vhosts_root) + paths.domain + "/logs/" + source.log_name + ".webstat";
+    return logs_dir_path(paths) + source.log_name + ".webstat";
 }
 
 std::string domain_conf_path(const DomainPaths &paths, const std::string &name)
@@ -78,7 +88,7 @@ std::string awstats_conf_path(const std::string &domain, const std::string &serv
 
 void collect_all_domains(DomainKindMap &map)
 {
-    const fs::path directory = system_dir(conf_get(HTTPD_VHOSTS_D));
+    const fs::path directory = domains_dir_path();
     for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
         log_line("Check domain " + entry.path().string());
         if (fs::is_directory(fs::status(entry.path()))) {
@@ -90,7 +100,7 @@ void collect_all_domains(DomainKindMap &map)
 void check_domain(DomainKindMap &map, const std::string &domain)
 {
     const DomainPaths paths = domain_paths(domain);
-    if (!fs::exists(system_dir(paths.vhosts_root) + domain + "/logs/")) {
+    if (!fs::exists(logs_dir_path(paths))) {
         log_line("Domain " + domain + " not exists, skip it");
         return;
     }

@@ -22,8 +22,14 @@ constexpr WebstatKind webstat_awstats = 2;
 // The domains of a run, in byte-wise order of their names.
 using DomainKindMap = std::map<std::string, WebstatKind>;
 
+// <root>/system/ of the configured virtual-hosts root: the directory of all domains.
+std::string domains_dir_path();
+
 // The paths of a domain under the configured virtual-hosts root.
 DomainPaths domain_paths(const std::string &domain);
+
+// <root>/system/<domain>/logs/
+std::string logs_dir_path(const DomainPaths &paths);
 
 // <root>/system/<domain>/logs/<log>.webstat
 std::string prepared_log_path(const DomainPaths &paths, const LogSource &source);

@@ -1,0 +1,271 @@
+#include "admin/changes.h"
+#include "admin/command.h"
+#include "admin/places.h"
+#include "admin/run_lock.h"
+#include "admin/survey.h"
+#include "admin/template.h"
+#include "config/server_config.h"
+#include "domain/domains.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <iostream>
+
+namespace po = boost::program_options;
+
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+const Usage usage = {
+    "add", "DOMAIN",
+    "Makes all that a domain needs for its statistics: its directories, the generator's\n"
+    "configuration and links to raw logs that lie elsewhere. All of it or nothing.\n"
+    "LOG is access_log, access_ssl_log, proxy_access_log, proxy_access_ssl_log, xferlog or\n"
+    "xferlog_regular. SERVICE, for AWStats, is http, https, anon_ftp or ftp; http is always\n"
+    "among them, and all four are where none is named."};
+
+po::options_description describe_options()
+{
+    po::options_description options("Options");
+    options.add_options()("generator", po::value<std::string>()->required()->value_name("NAME"),
+                          "webalizer or awstats")("log", po::value<Words>()->value_name("LOG=PATH"),
+                                                  "Take this log from that path")(
+        "months", po::value<int>()->value_name("N"), "Months of pages to keep (120)")(
+        "service", po::value<Words>()->value_name("SERVICE"), "A service that AWStats serves");
+    return options;
+}
+
+struct LogLink {
+    const LogSource *source;
+    std::string target;
+};
+
+struct NewDomain {
+    DomainPaths paths;
+    bool webalizer = false;
+    int months = 120;
+    bool months_given = false;
+    std::vector<const LogSource *> services; // AWStats'
+    std::vector<LogLink> links;
+};
+
+bool stat_path(const std::string &path, struct stat *status)
+{
+    return ::stat(path.c_str(), status) == 0;
+}
+
+bool is_there(const std::string &path)
+{
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+std::vector<const LogSource *> services_of(const Words &names)
+{
+    std::vector<const LogSource *> services;
+    Words unknown = names;
+    for (const LogSource &source : log_sources) {
+        if (!has_own_statistics(source)) {
+            continue;
+        }
+        const auto rest = std::remove(unknown.begin(), unknown.end(), source.service);
+        if (names.empty() || rest != unknown.end() || &source == log_sources) {
+            services.push_back(&source);
+        }
+        unknown.erase(rest, unknown.end());
+    }
+    if (!unknown.empty()) {
+        throw Refusal("'" + unknown[0] + "' is not a service: http, https, anon_ftp, ftp");
+    }
+    return services;
+}
+
+void require_log(const std::string &path)
+{
+    struct stat status = {};
+    if (path.empty() || path[0] != '/') {
+        throw Refusal("'" + path + "' is not the absolute path of a log");
+    }
+    if (stat_path(path, &status) ? !S_ISREG(status.st_mode)
+                                 : !stat_path(path.substr(0, path.rfind('/') + 1), &status)) {
+        throw Refusal(path + ": neither a log nor a place where one could come to be");
+    }
+}
+
+LogLink link_of(const std::string &word)
+{
+    const std::size_t equals = word.find('=');
+    const auto source =
+        std::find_if(std::begin(log_sources), std::end(log_sources),
+                     [&](const LogSource &row) { return word.substr(0, equals) == row.log_name; });
+    if (equals == std::string::npos || source == std::end(log_sources)) {
+        throw Refusal("--log '" + word + "' does not begin with the name of a log and '='");
+    }
+    require_log(word.substr(equals + 1));
+    return {source, word.substr(equals + 1)};
+}
+
+// Each log that comes from elsewhere must have a service that takes its records.
+void require_services(const NewDomain &domain)
+{
+    for (const LogLink &link : domain.links) {
+        const LogSource *const counted =
+            link.source->parent == nullptr ? link.source : link.source->parent;
+        if (std::find(domain.services.begin(), domain.services.end(), counted) ==
+            domain.services.end()) {
+            throw Refusal(std::string("--log ") + link.source->log_name + " needs --service " +
+                          counted->service);
+        }
+    }
+}
+
+NewDomain read_words(const ParsedWords &words)
+{
+    if (words.operands.size() != 1) {
+        throw Refusal("add takes one domain; see 'statistics_admin add --help'");
+    }
+    require_domain_name(words.operands[0]);
+    const std::string generator = words.options["generator"].as<std::string>();
+    if (generator != "webalizer" && generator != "awstats") {
+        throw Refusal("'" + generator + "' is not a generator: webalizer, awstats");
+    }
+    NewDomain domain;
+    domain.webalizer = generator == "webalizer";
+    if (domain.webalizer && words.has("service")) {
+        throw Refusal("--service is for AWStats; Webalizer's configuration serves all logs");
+    }
+    domain.services =
+        services_of(words.has("service") ? words.options["service"].as<Words>() : Words());
+    if (words.has("months")) {
+        domain.months_given = true;
+        domain.months = words.options["months"].as<int>();
+    }
+    if (domain.months < 1 || domain.months > 1200) {
+        throw Refusal("--months takes a number from 1 to 1200");
+    }
+    for (const std::string &word : words.has("log") ? words.options["log"].as<Words>() : Words()) {
+        domain.links.push_back(link_of(word));
+    }
+    require_services(domain);
+    return domain;
+}
+
+void require_setup(const NewDomain &domain)
+{
+    const Words directories =
+        domain.webalizer
+            ? Words{domains_dir_path(), panel_path("var/webalizer")}
+            : Words{domains_dir_path(), panel_path("etc/awstats"), panel_path("var/awstats")};
+    for (const std::string &directory : directories) {
+        struct stat status = {};
+        if (!stat_path(directory, &status) || !S_ISDIR(status.st_mode)) {
+            throw Refusal(directory + ": no such directory; run 'statistics_admin setup' first");
+        }
+        const std::string harm = domain.webalizer ? "" : harm_for_awstats(directory);
+        if (!harm.empty()) {
+            throw Refusal(directory + ": AWStats does not take " + harm +
+                          " in a path; choose another in zut.conf");
+        }
+    }
+}
+
+void require_new(const NewDomain &domain)
+{
+    Words configurations = {webalizer_conf_path(domain.paths.domain, domain.paths.vhosts_root)};
+    for (const LogSource &source : log_sources) {
+        if (has_own_statistics(source)) {
+            configurations.push_back(awstats_conf_path(domain.paths.domain, source.service));
+        }
+    }
+    for (const std::string &path : configurations) {
+        if (is_there(path)) {
+            throw Refusal(domain.paths.domain + " has a generator already: " + path +
+                          "; 'statistics_admin remove' takes it away");
+        }
+    }
+}
+
+void write_webalizer_conf(Changes &changes, const NewDomain &domain)
+{
+    changes.write_file(
+        webalizer_conf_path(domain.paths.domain, domain.paths.vhosts_root),
+        filled_template("webalizer.conf", {{"DOMAIN", domain.paths.domain},
+                                           {"MONTHS", std::to_string(domain.months)}}),
+        0644);
+}
+
+// The icons are found beside the pages, wherever a web server shows these. The configuration that
+// makes it an AWStats domain comes last.
+void write_awstats_confs(Changes &changes, const NewDomain &domain)
+{
+    const std::string icons = statistics_dir_path(domain.paths) + "icon";
+    if (!is_there(icons)) {
+        changes.make_link("/usr/share/awstats/icon", icons);
+    }
+    for (auto row = domain.services.rbegin(); row != domain.services.rend(); ++row) {
+        const LogSource &source = **row;
+        changes.make_dir(statistics_subdir_path(domain.paths, source), 0755);
+        const TemplateValues values = {{"DOMAIN", domain.paths.domain},
+                                       {"SERVICE", source.service},
+                                       {"LOG", prepared_log_path(domain.paths, source)},
+                                       {"DATA_DIR", panel_path("var/awstats")},
+                                       {"ICONS", "../../icon"}};
+        changes.write_file(
+            awstats_conf_path(domain.paths.domain, source.service),
+            filled_template(source.format == 0 ? "awstats-web.conf" : "awstats-ftp.conf", values),
+            0644);
+    }
+}
+
+// The directory of the logs, which makes it a domain, comes after the configuration: a run that
+// begins meanwhile never sees a domain without a generator.
+void make_domain(const NewDomain &domain)
+{
+    Changes changes;
+    changes.make_dir(domain_conf_path(domain.paths, ""), 0755);
+    changes.make_dir(statistics_dir_path(domain.paths), 0755);
+    const std::string stat_ttl = domain_conf_path(domain.paths, "stat_ttl.conf");
+    if (!is_there(stat_ttl) || domain.months_given) {
+        changes.write_file(stat_ttl, std::to_string(domain.months) + "\n", 0644);
+    }
+    if (domain.webalizer) {
+        write_webalizer_conf(changes, domain);
+    } else {
+        write_awstats_confs(changes, domain);
+    }
+    changes.make_dir(logs_dir_path(domain.paths), 0750);
+    for (const LogLink &link : domain.links) {
+        changes.make_link(link.target, logs_dir_path(domain.paths) + link.source->log_name);
+    }
+    changes.keep();
+}
+
+} // namespace
+
+int add_command(const std::vector<std::string> &words)
+{
+    const auto parsed = parse_words(usage, describe_options(), words);
+    if (!parsed) {
+        return 0;
+    }
+    require_readable_configuration();
+    NewDomain domain = read_words(*parsed);
+    domain.paths = domain_paths(parsed->operands[0]);
+    require_setup(domain);
+    Descriptor lock;
+    if (is_there(domains_dir_path() + domain.paths.domain)) {
+        lock = take_run_lock(RunLock::refuse);
+    }
+    require_new(domain);
+    make_domain(domain);
+    ::unlink(domain_conf_path(domain.paths, no_statistics_name).c_str());
+    std::cout << "Added " << domain.paths.domain << ": its logs are in "
+              << logs_dir_path(domain.paths) << ", its pages in "
+              << statistics_dir_path(domain.paths) << "\n";
+    return 0;
+}

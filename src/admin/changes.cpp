@@ -1,0 +1,95 @@
+#include "admin/changes.h"
+
+#include "admin/command.h"
+#include "util/descriptors.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace
+{
+
+bool is_directory(const std::string &path)
+{
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Removes the file at the end of its life.
+struct TemporaryFile {
+    std::string path;
+    ~TemporaryFile() { ::unlink(path.c_str()); }
+};
+
+void store(const std::string &path, const std::string &text, mode_t mode)
+{
+    Descriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
+    const char *from = text.data();
+    const char *const end = from + text.size();
+    bool stored = file.is_open() && ::fchmod(file.get(), mode) == 0;
+    while (stored && from != end) {
+        const ssize_t written = ::write(file.get(), from, static_cast<std::size_t>(end - from));
+        stored = written > 0;
+        from += stored ? written : 0;
+    }
+    if (!stored || ::fsync(file.get()) != 0 || file.close() != 0) {
+        throw refusal_of(path, errno);
+    }
+}
+
+} // namespace
+
+Changes::~Changes()
+{
+    for (auto path = made_.rbegin(); path != made_.rend(); ++path) {
+        if (std::remove(path->c_str()) != 0) { // a directory only while it is empty
+            const std::string message =
+                *path + ": cannot be taken away again: " + std::strerror(errno) + "\n";
+            std::fputs(message.c_str(), stderr);
+        }
+    }
+}
+
+bool Changes::make_dir(const std::string &name, mode_t mode)
+{
+    const std::string path = name.substr(0, name.find_last_not_of('/') + 1);
+    if (is_directory(path)) {
+        return false;
+    }
+    const std::size_t slash = path.rfind('/');
+    if (slash != std::string::npos && slash != 0) {
+        make_dir(path.substr(0, slash), 0755);
+    }
+    if (::mkdir(path.c_str(), mode) != 0) {
+        throw refusal_of(path, errno == EEXIST ? ENOTDIR : errno);
+    }
+    made_.push_back(path);
+    if (::chmod(path.c_str(), mode) != 0) {
+        throw refusal_of(path, errno);
+    }
+    return true;
+}
+
+void Changes::write_file(const std::string &path, const std::string &text, mode_t mode)
+{
+    const TemporaryFile file = {path + ".new"};
+    store(file.path, text, mode);
+    if (::link(file.path.c_str(), path.c_str()) != 0) {
+        throw refusal_of(path, errno);
+    }
+    made_.push_back(path);
+}
+
+void Changes::make_link(const std::string &target, const std::string &path)
+{
+    if (::symlink(target.c_str(), path.c_str()) != 0) {
+        throw refusal_of(path, errno);
+    }
+    made_.push_back(path);
+}

@@ -1,0 +1,167 @@
+#include "admin/command.h"
+#include "admin/places.h"
+#include "admin/survey.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+
+namespace po = boost::program_options;
+using nlohmann::ordered_json;
+
+namespace
+{
+
+const Usage usage = {
+    "list", "[DOMAIN]...",
+    "Lists the domains, or those that are named: the generator and its services, what\n"
+    "waits in the prepared logs and since when, when pages were last made, how many\n"
+    "months there are, and the space that the pages take on the disk."};
+
+struct ListedService {
+    ServiceSurvey service;
+    PagesSurvey pages;
+};
+
+std::string time_text(std::time_t time, const char *format)
+{
+    tm local = {};
+    char text[64] = "";
+    if (time == 0 || ::localtime_r(&time, &local) == nullptr ||
+        std::strftime(text, sizeof text, format, &local) == 0) {
+        return "-";
+    }
+    return text;
+}
+
+// "0", "512 B", "1.5 KiB" and so on.
+std::string size_text(std::uintmax_t bytes)
+{
+    const char *const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
+    auto value = static_cast<double>(bytes);
+    std::size_t unit = 0;
+    for (; value >= 1024 && unit < 4; ++unit) {
+        value /= 1024;
+    }
+    char text[32];
+    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
+    return bytes == 0 ? "0" : text;
+}
+
+std::vector<ListedService> listed_services(const Surveyor &surveyor, const DomainSurvey &survey)
+{
+    std::vector<ListedService> listed;
+    for (const ServiceSurvey &service : survey.services) {
+        listed.push_back({service, surveyor.survey_pages(survey, *service.source)});
+    }
+    return listed;
+}
+
+void print_row(const std::vector<std::string> &cells)
+{
+    std::string line;
+    const std::size_t widths[] = {32, 10, 24, 10, 11, 17, 7, 0};
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        line += cells[i];
+        line.append(
+            i + 1 == cells.size()
+                ? 0
+                : std::max<std::size_t>(1, widths[i] - std::min(widths[i], cells[i].size())),
+            ' ');
+    }
+    std::cout << line << "\n";
+}
+
+void print_domain(const Surveyor &surveyor, const DomainSurvey &survey)
+{
+    std::string services;
+    ServiceSurvey all;
+    PagesSurvey pages;
+    for (const ListedService &listed : listed_services(surveyor, survey)) {
+        if (listed.service.configured) {
+            services += (services.empty() ? "" : ",") + std::string(listed.service.source->service);
+        }
+        all.waiting_bytes += listed.service.waiting_bytes;
+        if (listed.service.waiting_bytes != 0 &&
+            (all.waiting_since == 0 || listed.service.waiting_since < all.waiting_since)) {
+            all.waiting_since = listed.service.waiting_since;
+        }
+        pages.made = std::max(pages.made, listed.pages.made);
+        pages.bytes += listed.pages.bytes;
+        pages.months.insert(pages.months.end(), listed.pages.months.begin(),
+                            listed.pages.months.end());
+    }
+    std::sort(pages.months.begin(), pages.months.end());
+    const auto months =
+        std::unique(pages.months.begin(), pages.months.end()) - pages.months.begin();
+    print_row({survey.domain, generator_name(survey.kind), services.empty() ? "-" : services,
+               size_text(all.waiting_bytes), time_text(all.waiting_since, "%Y-%m-%d"),
+               time_text(pages.made, "%Y-%m-%d %H:%M"), std::to_string(months),
+               size_text(pages.bytes)});
+}
+
+ordered_json time_json(std::time_t time)
+{
+    return time == 0 ? ordered_json() : ordered_json(time);
+}
+
+ordered_json domain_json(const Surveyor &surveyor, const DomainSurvey &survey)
+{
+    ordered_json services = ordered_json::array();
+    for (const ListedService &listed : listed_services(surveyor, survey)) {
+        services.push_back({{"service", listed.service.source->service},
+                            {"configured", listed.service.configured},
+                            {"waiting_bytes", listed.service.waiting_bytes},
+                            {"waiting_since", time_json(listed.service.waiting_since)},
+                            {"pages_made", time_json(listed.pages.made)},
+                            {"months", listed.pages.months},
+                            {"pages_bytes", listed.pages.bytes}});
+    }
+    return {{"domain", survey.domain},
+            {"generator", generator_name(survey.kind)},
+            {"services", services}};
+}
+
+} // namespace
+
+int list_command(const std::vector<std::string> &words)
+{
+    po::options_description options("Options");
+    options.add_options()("json", "As JSON; times in seconds since 1970, sizes in bytes");
+    const auto parsed = parse_words(usage, options, words);
+    if (!parsed) {
+        return 0;
+    }
+    require_readable_configuration();
+    const Surveyor surveyor;
+    for (const std::string &domain : parsed->operands) {
+        surveyor.survey_named(domain);
+    }
+    const bool json = parsed->has("json");
+    const char *separator = "[";
+    if (!json) {
+        print_row({"DOMAIN", "GENERATOR", "SERVICES", "WAITING", "SINCE", "PAGES MADE", "MONTHS",
+                   "SPACE"});
+    }
+    for (const std::string &domain :
+         parsed->operands.empty() ? surveyor.domains() : parsed->operands) {
+        const std::optional<DomainSurvey> survey = surveyor.survey(domain);
+        if (!survey) {
+            continue;
+        }
+        if (json) {
+            std::cout << separator << "\n"
+                      << domain_json(surveyor, *survey)
+                             .dump(2, ' ', false, ordered_json::error_handler_t::replace);
+            separator = ",";
+        } else {
+            print_domain(surveyor, *survey);
+        }
+    }
+    if (json) {
+        std::cout << (*separator == '[' ? "[]\n" : "\n]\n");
+    }
+    return 0;
+}

@@ -1,0 +1,30 @@
+#include "admin/listing.h"
+
+#include "util/descriptors.h"
+#include "util/directory_walk.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <vector>
+
+bool read_directory(int at, const char *path, const EntryReader &reader)
+{
+    const Descriptor directory(::openat(at, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!directory.is_open()) {
+        return false;
+    }
+    std::vector<char> buffer(32768);
+    ssize_t length = 0;
+    while ((length = ::getdents64(directory.get(), buffer.data(), buffer.size())) > 0) {
+        for (ssize_t at_entry = 0; at_entry < length;) {
+            const auto *const entry =
+                reinterpret_cast<const dirent64 *>(&buffer[static_cast<std::size_t>(at_entry)]);
+            if (!is_dot_or_dot_dot(entry->d_name)) {
+                reader(entry->d_name, entry->d_type);
+            }
+            at_entry += entry->d_reclen;
+        }
+    }
+    return length == 0;
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <functional>
+
+// Called for each entry of a directory but "." and "..", with its bare name and its type as the
+// directory tells it (DT_DIR and the like; DT_UNKNOWN where it does not).
+using EntryReader = std::function<void(const char *name, unsigned char type)>;
+
+// Reads the directory that lies at the path below the one of the descriptor, in its own order and
+// with as few system calls as there can be: one to open and one to close it, and one for each 32 KiB
+// of entries and for their end. Calls may be nested. Returns false, with errno set, if it can't be
+// opened or read to its end; a link at the path's end is not followed.
+bool read_directory(int at, const char *path, const EntryReader &reader);

@@ -1,0 +1,40 @@
+#include "admin/places.h"
+
+#include "admin/command.h"
+#include "config/config_path.h"
+#include "config/server_config.h"
+
+#include <cerrno>
+
+const char *const program_version = PROGRAM_VERSION;
+const char *const installed_templates_dir = TEMPLATES_DIR;
+const char *const installed_log_processor = LOG_PROCESSOR;
+const char *const run_lock_path = RUN_LOCK_PATH;
+
+std::string configuration_dir()
+{
+    const std::string path = server_config_path;
+    return path.substr(0, path.rfind('/'));
+}
+
+void require_readable_configuration()
+{
+    if (conf_load() != 0 && errno != ENOENT) {
+        throw refusal_of(server_config_path, errno);
+    }
+}
+
+std::string panel_path(const std::string &path)
+{
+    return std::string(conf_get(PRODUCT_ROOT_D)) + "/" + path;
+}
+
+std::string harm_for_awstats(const std::string &path)
+{
+    const std::size_t at = path.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                                  "abcdefghijklmnopqrstuvwxyz0123456789_./-");
+    if (at != std::string::npos) {
+        return "the character '" + path.substr(at, 1) + "'";
+    }
+    return path.find("__") != std::string::npos ? "'__'" : "";
+}

@@ -1,0 +1,81 @@
+#include "admin/changes.h"
+#include "admin/command.h"
+#include "admin/places.h"
+#include "admin/template.h"
+#include "config/config_path.h"
+#include "domain/domains.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <iostream>
+
+namespace
+{
+
+const Usage usage = {
+    "setup", "",
+    "Makes what every server needs once, where it is missing: the server configuration\n"
+    "file, the directories of log preparation, of AWStats and of Webalizer, and that of\n"
+    "the domains. What is there stays as it is."};
+
+void tell(bool made, const std::string &path)
+{
+    std::cout << (made ? "made   " : "found  ") << path << "\n";
+}
+
+bool is_there(const std::string &path)
+{
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+// Makes the directories of a tree, each of which is told.
+void make_dir(Changes &changes, const std::string &path, mode_t mode)
+{
+    const bool made = changes.make_dir(path, mode);
+    changes.keep();
+    tell(made, path);
+}
+
+void make_configuration(Changes &changes)
+{
+    const bool made = !is_there(server_config_path);
+    if (made) {
+        changes.make_dir(configuration_dir(), 0755);
+        changes.write_file(server_config_path, filled_template("zut.conf", {}), 0644);
+        changes.keep();
+    }
+    tell(made, server_config_path);
+}
+
+void make_log_processor(Changes &changes)
+{
+    const std::string path = panel_path("admin/sbin/statistics_log_processor");
+    const bool made = !is_there(path);
+    if (made) {
+        changes.make_link(installed_log_processor, path);
+        changes.keep();
+    }
+    tell(made, path);
+}
+
+} // namespace
+
+int setup_command(const std::vector<std::string> &words)
+{
+    if (!parse_words(usage, {}, words)) {
+        return 0;
+    }
+    Changes changes;
+    make_configuration(changes);
+    require_readable_configuration();
+    make_dir(changes, panel_path("admin/sbin"), 0755);
+    make_log_processor(changes);
+    for (const char *const path : {"etc/awstats", "var/awstats", "var/webalizer"}) {
+        make_dir(changes, panel_path(path), 0755);
+    }
+    make_dir(changes, panel_path("var/log_positions"), 0700);
+    make_dir(changes, domains_dir_path(), 0755);
+    return 0;
+}

@@ -1,0 +1,208 @@
+#include "admin/survey.h"
+
+#include "admin/command.h"
+#include "admin/listing.h"
+#include "admin/places.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <utility>
+
+namespace
+{
+
+bool stat_at(int at, const std::string &path, int flags, struct stat *status)
+{
+    return ::fstatat(at, path.c_str(), status, flags) == 0;
+}
+
+bool is_month(const std::string &name)
+{
+    return name.size() == 7 && name.find_first_not_of("0123456789") == 4 && name[4] == '-' &&
+           name.find_first_not_of("0123456789", 5) == std::string::npos;
+}
+
+std::time_t first_record_time(int at, const std::string &path)
+{
+    const Descriptor log(::openat(at, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    char text[4096];
+    const ssize_t length = log.is_open() ? ::read(log.get(), text, sizeof text) : 0;
+    return length > 0 ? record_time({text, static_cast<std::size_t>(length)}) : -1;
+}
+
+// "202611" of "usage_202611.html", Webalizer's page of a month, as a month; empty for other names.
+std::string webalizer_month(const std::string &name)
+{
+    const bool is_page =
+        name.size() == 17 && name.compare(0, 6, "usage_") == 0 && name.compare(12, 5, ".html") == 0;
+    return is_page ? name.substr(6, 4) + "-" + name.substr(10, 2) : "";
+}
+
+// Adds what lies in a directory and below it to the pages' size and time.
+void measure(int at, const std::string &path, PagesSurvey &pages,
+             const std::function<void(const std::string &, bool)> &top)
+{
+    read_directory(at, path.c_str(), [&](const char *name, unsigned char type) {
+        const std::string entry = path + "/" + name;
+        struct stat status = {};
+        if (type == DT_LNK || !stat_at(at, entry, AT_SYMLINK_NOFOLLOW, &status)) {
+            return;
+        }
+        const bool is_directory = S_ISDIR(status.st_mode);
+        pages.bytes += static_cast<std::uintmax_t>(status.st_blocks) * 512;
+        top(name, is_directory);
+        if (is_directory) {
+            measure(at, entry, pages, [](const std::string &, bool) {});
+        } else {
+            pages.made = std::max(pages.made, status.st_mtime);
+        }
+    });
+}
+
+// The name of the AWStats configuration that the file holds; empty if it holds none.
+std::string configuration_of(const std::string &file)
+{
+    const std::size_t length = file.size();
+    const bool is_conf = length > 13 && file.compare(0, 8, "awstats.") == 0 &&
+                         file.compare(length - 5, 5, ".conf") == 0;
+    return is_conf ? file.substr(8, length - 13) : "";
+}
+
+} // namespace
+
+Surveyor::Surveyor()
+    : directory_(::open(domains_dir_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+{
+    const bool read =
+        directory_.is_open() &&
+        read_directory(directory_.get(), ".", [&](const char *name, unsigned char type) {
+            struct stat status = {};
+            if (type == DT_DIR || (type != DT_REG && stat_at(directory(), name, 0, &status) &&
+                                   S_ISDIR(status.st_mode))) {
+                domains_.emplace_back(name);
+            }
+        });
+    if (!read) {
+        throw refusal_of(domains_dir_path(), errno);
+    }
+    std::sort(domains_.begin(), domains_.end());
+    const Descriptor confs(
+        ::open(panel_path("etc/awstats").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    read_directory(confs.get(), ".", [&](const char *name, unsigned char type) {
+        struct stat status = {};
+        if (type == DT_REG || stat_at(confs.get(), name, 0, &status)) {
+            awstats_confs_.insert(configuration_of(name));
+        }
+    });
+}
+
+bool Surveyor::has_awstats_conf(const std::string &domain, const LogSource &source) const
+{
+    return awstats_confs_.count(domain + "-" + source.service) != 0;
+}
+
+DomainSurvey Surveyor::survey_named(const std::string &domain) const
+{
+    require_domain_name(domain);
+    std::optional<DomainSurvey> found = survey(domain);
+    if (!found) {
+        throw Refusal(domain + " is not a domain here: there is no " +
+                      logs_dir_path(domain_paths(domain)));
+    }
+    return std::move(*found);
+}
+
+std::optional<DomainSurvey> Surveyor::survey(const std::string &domain) const
+{
+    struct stat status = {};
+    if (!stat_at(directory(), domain + "/logs/", 0, &status)) {
+        return std::nullopt;
+    }
+    DomainSurvey survey;
+    survey.domain = domain;
+    if (stat_at(directory(), domain + "/conf/webalizer.conf", 0, &status)) {
+        survey.kind = webstat_webalizer;
+    } else if (has_awstats_conf(domain, log_sources[0])) {
+        survey.kind = webstat_awstats;
+    }
+    for (const LogSource &source : log_sources) {
+        if (has_own_statistics(source)) {
+            survey.services.push_back(survey_service(survey, source));
+        }
+    }
+    return survey;
+}
+
+ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSource &source) const
+{
+    ServiceSurvey service;
+    service.source = &source;
+    service.configured =
+        domain.kind == webstat_webalizer ||
+        (domain.kind == webstat_awstats && has_awstats_conf(domain.domain, source));
+    const std::string log = domain.domain + "/logs/" + source.log_name + ".webstat";
+    struct stat status = {};
+    if (stat_at(directory(), log, 0, &status) && S_ISREG(status.st_mode) && status.st_size != 0) {
+        service.waiting_bytes = static_cast<std::uintmax_t>(status.st_size);
+        const std::time_t since = first_record_time(directory(), log);
+        service.waiting_since = since == -1 ? status.st_mtime : since;
+    }
+    return service;
+}
+
+PagesSurvey Surveyor::survey_pages(const DomainSurvey &domain, const LogSource &source) const
+{
+    PagesSurvey pages;
+    measure(directory(), domain.domain + "/statistics/" + source.webstat_dir, pages,
+            [&](const std::string &name, bool is_directory) {
+                const std::string month = is_directory ? name : webalizer_month(name);
+                if (is_month(month)) {
+                    pages.months.push_back(month);
+                }
+            });
+    std::sort(pages.months.begin(), pages.months.end());
+    return pages;
+}
+
+const char *generator_name(WebstatKind kind)
+{
+    return kind == webstat_webalizer ? "webalizer" : kind == webstat_awstats ? "awstats" : "none";
+}
+
+std::uintmax_t count_waiting_records(const DomainSurvey &survey)
+{
+    std::uintmax_t records = 0;
+    for (const ServiceSurvey &service : survey.services) {
+        std::ifstream log(prepared_log_path(domain_paths(survey.domain), *service.source),
+                          std::ios::binary);
+        records +=
+            static_cast<std::uintmax_t>(std::count(std::istreambuf_iterator<char>(log), {}, '\n'));
+    }
+    return records;
+}
+
+std::time_t record_time(const std::string &record)
+{
+    tm fields = {};
+    const std::size_t bracket = record.find('[');
+    const std::size_t line_end = record.find('\n');
+    if (bracket < line_end &&
+        ::strptime(record.c_str() + bracket + 1, "%d/%b/%Y:%H:%M:%S %z", &fields) != nullptr) {
+        const long offset = fields.tm_gmtoff;
+        return ::timegm(&fields) - offset;
+    }
+    fields = {};
+    fields.tm_isdst = -1;
+    return ::strptime(record.c_str(), "%a %b %d %H:%M:%S %Y", &fields) == nullptr
+               ? -1
+               : std::mktime(&fields);
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "domain/domains.h"
+#include "util/descriptors.h"
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+// What lies where, for many domains with few system calls each: paths are taken from the directory of
+// all domains, and what all domains share is listed once.
+
+// The file in a domain's conf that tells that it is meant to have no generator.
+constexpr const char *no_statistics_name = "no_statistics";
+
+// A log with statistics of its own.
+struct ServiceSurvey {
+    const LogSource *source = nullptr;
+    bool configured = false;          // the domain's generator has a configuration that serves it
+    std::uintmax_t waiting_bytes = 0; // of the prepared log
+    std::time_t waiting_since =
+        0; // the time of its first record, or of its last change where that can't be told
+};
+
+struct DomainSurvey {
+    std::string domain;
+    WebstatKind kind = webstat_none;
+    std::vector<ServiceSurvey> services; // in the order of the table of logs
+};
+
+// The pages of one service.
+struct PagesSurvey {
+    std::vector<std::string> months; // "2026-11", in order
+    std::time_t made = 0;            // when the newest of them was made; 0 if there is none
+    std::uintmax_t bytes = 0;        // that they take on the disk
+};
+
+class Surveyor
+{
+public:
+    // Throws Refusal if the directory of all domains can't be read.
+    Surveyor();
+
+    // All domains, in byte-wise order.
+    const std::vector<std::string> &domains() const { return domains_; }
+
+    // The descriptor of the directory of all domains.
+    int directory() const { return directory_.get(); }
+
+    // Nothing if there is no directory of logs, and so no domain.
+    std::optional<DomainSurvey> survey(const std::string &domain) const;
+
+    // The same for a domain that somebody has named: throws Refusal if there is none.
+    DomainSurvey survey_named(const std::string &domain) const;
+
+    PagesSurvey survey_pages(const DomainSurvey &domain, const LogSource &source) const;
+
+private:
+    bool has_awstats_conf(const std::string &domain, const LogSource &source) const;
+    ServiceSurvey survey_service(const DomainSurvey &domain, const LogSource &source) const;
+
+    Descriptor directory_;
+    std::vector<std::string> domains_;
+    std::unordered_set<std::string> awstats_confs_; // "<domain>-<service>"
+};
+
+// "webalizer", "awstats" or "none".
+const char *generator_name(WebstatKind kind);
+
+// Counts the lines of the prepared logs that have statistics of their own.
+std::uintmax_t count_waiting_records(const DomainSurvey &survey);
+
+// The time of a record as web servers (in brackets) or FTP servers (at its beginning, local time) write it; -1 if
+// it has none.
+std::time_t record_time(const std::string &record);
