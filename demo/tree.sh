@@ -15,7 +15,7 @@ lay_out_server() {
 # The sample server.
 HTTPD_VHOSTS_D $server/vhosts
 PRODUCT_ROOT_D $panel
-WEB_STAT /usr/bin/webalizer
+WEB_STAT $PWD/packaging/adapters/webalizer
 AWSTATS_BIN_D /usr/lib/cgi-bin
 AWSTATS_TOOLS_D $PWD/packaging/adapters
 END

@@ -61,3 +61,21 @@ install_packages() {
     quiet_apt_get install --yes --no-install-recommends "${missing[@]}" ||
         fail "cannot install ${missing[*]}"
 }
+
+# Debian 13 has no package of Webalizer. Installs it where there is one; elsewhere one that is
+# installed otherwise does. Returns whether there is a Webalizer.
+install_webalizer() {
+    local path
+    for path in "${STOCK_WEBALIZER-}" /usr/bin/webalizer /usr/local/bin/webalizer \
+        /opt/webalizer/bin/webalizer; do
+        if [[ -x $path ]]; then
+            return
+        fi
+    done
+    if [[ -z $(apt-cache search --names-only '^webalizer$') ]]; then
+        printf '%s: Debian has no package of Webalizer here, and none is installed: its domains are left out\n' \
+            "${0##*/}"
+        return 1
+    fi
+    install_packages webalizer
+}
