@@ -1,5 +1,6 @@
 #include "support.h"
 
+#include <linux/close_range.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -105,6 +106,7 @@ Arguments shell_arguments(const std::string &script)
 Outcome run_program(const std::vector<std::string> &words)
 {
     return capture([&] {
+        ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
         ::execvp(words[0].c_str(), Arguments(words).data());
         ::_exit(127);
     });

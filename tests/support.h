@@ -68,7 +68,7 @@ private:
 
 Arguments shell_arguments(const std::string &script);
 
-// Runs a program, found on PATH, in the working directory.
+// Runs a program, found on PATH, in the working directory. It gets the standard streams only.
 Outcome run_program(const std::vector<std::string> &words);
 
 // Checks that a shell reads back what the function makes of words: one with each byte, and random ones.

@@ -8,7 +8,7 @@ namespace
 {
 
 const Log &web = all_logs[0];
-const std::string marker = "v/system/a.example/conf/prev_month.found";
+const std::string marker = "vhosts/system/a.example/conf/prev_month.found";
 const std::string previous_line =
     "Previous month detected in logs, force awstats pages regeneration for previous month\n";
 const std::string said = "Stdout is\nsaid\nStderr is\ncomplained\n\n";
@@ -16,32 +16,33 @@ const std::string ttl_line = "Stat_ttl for the domain is 120.\n";
 
 std::string statistics(const Log &log)
 {
-    return "v/system/a.example/statistics/" + log.directory;
+    return "vhosts/system/a.example/statistics/" + log.directory;
 }
 
 std::string update_command(const Log &log)
 {
-    return "@/bin/awstats.pl -update -configdir=@/p/etc/awstats -config=a.example-" + log.service +
-           " -LogFile=@/v/system/a.example/logs/" + log.name + ".webstat";
+    return "@/bin/awstats.pl -update -configdir=@/panel/etc/awstats -config=a.example-" + log.service +
+           " -LogFile=@/vhosts/system/a.example/logs/" + log.name + ".webstat";
 }
 
 std::string pages_command(const Log &log)
 {
-    return "@/tools/awstats_buildstaticpages.pl -awstatsprog=@/bin/awstats.pl -configdir=@/p/etc/awstats "
+    return "@/tools/awstats_buildstaticpages.pl -awstatsprog=@/bin/awstats.pl -configdir=@/panel/etc/awstats "
            "-config=a.example-" +
-           log.service + " -dir=@/v/system/a.example/statistics//" + log.directory + "/current";
+           log.service + " -dir=@/vhosts/system/a.example/statistics//" + log.directory + "/current";
 }
 
 std::string previous_pages_command(const std::string &month, const std::string &options)
 {
-    return "@/tools/awstats_buildstaticpages.pl -awstatsprog @/bin/awstats.pl -configdir @/p/etc/awstats "
-           "-config a.example-http -dir @/v/system/a.example/statistics//webstat/" +
+    return "@/tools/awstats_buildstaticpages.pl -awstatsprog @/bin/awstats.pl -configdir @/panel/etc/awstats "
+           "-config a.example-http -dir @/vhosts/system/a.example/statistics//webstat/" +
            month + options;
 }
 
 std::string processed_lines(const Log &log)
 {
-    return "Processing the log @/v/system/a.example/logs/" + log.name + ".webstat\n\n" + update_command(log) + "\n";
+    return "Processing the log @/vhosts/system/a.example/logs/" + log.name + ".webstat\n\n" + update_command(log) +
+           "\n";
 }
 
 // The lines of a log where nothing fails. What the page builder writes on standard error is not captured.
@@ -52,14 +53,13 @@ std::string done_lines(const Log &log)
 
 std::string skip_line(const Log &log)
 {
-    return "Skip log@/v/system/a.example/logs/" + log.name + ".webstat because it is empty or does not exist\n";
+    return "Skip log@/vhosts/system/a.example/logs/" + log.name + ".webstat because it is empty or does not exist\n";
 }
 
-// What the generators of a log note where none fails.
-std::string entries(const Log &log, const std::string &previous_month = "")
+// How the generators of a log are called where none fails.
+std::string calls_for(const Log &log, const std::string &previous_month = "")
 {
-    return "yes: " + update_command(log) + "\n" + log.name + " record\n" + previous_month +
-           "yes: " + pages_command(log) + "\n";
+    return "yes: " + update_command(log) + "\n" + previous_month + "yes: " + pages_command(log) + "\n";
 }
 
 } // namespace
@@ -68,11 +68,7 @@ std::string entries(const Log &log, const std::string &previous_month = "")
 class AwstatsRun : public WholeRun
 {
 protected:
-    AwstatsRun()
-    {
-        write_file("p/etc/awstats/awstats.a.example-http.conf", "");
-        set_clock("2024-05-15 12:00");
-    }
+    AwstatsRun() { set_clock("2024-05-15 12:00"); }
 
     static void set_clock(const char *time, const char *zone = "UTC0")
     {
@@ -81,9 +77,9 @@ protected:
     }
 
     // Makes the domain with a record in each of the first logs.
-    static void add_logs(std::size_t count)
+    void add_logs(std::size_t count) const
     {
-        add_domain("a.example", false, {});
+        server.addDomain("a.example", Kind::awstats, {});
         for (std::size_t i = 0; i < count; ++i) {
             write_file(log_path(all_logs[i].name), all_logs[i].name + " record\n");
             fs::create_directories(statistics(all_logs[i]));
@@ -111,13 +107,14 @@ TEST_F(AwstatsRun, AllLogs)
 {
     add_logs(std::size(all_logs));
     expect_run(done_lines(web), std::size(all_logs), ttl_line + ttl_line + ttl_line + ttl_line);
-    EXPECT_EQ(ledger(), entries(web) + entries(all_logs[1]) + entries(all_logs[4]) + entries(all_logs[5]));
+    EXPECT_EQ(calls(), preparation_call + calls_for(web) + calls_for(all_logs[1]) + calls_for(all_logs[4]) +
+                           calls_for(all_logs[5]));
     for (const Log &log : {all_logs[0], all_logs[1], all_logs[4], all_logs[5]}) {
         const std::string directory = statistics(log);
         EXPECT_EQ(read_file(log_path(log.name)), "");
         EXPECT_EQ(fs::read_symlink(directory + "/current"), "2024-05");
         EXPECT_EQ(fs::read_symlink(directory + "/2024-05/index.html"), "awstats.a.example-" + log.service + ".html");
-        EXPECT_EQ(read_file(directory + "/current/index.html"), "a.example-" + log.service + "\n");
+        EXPECT_EQ(read_file(directory + "/current/index.html"), "<p>Pages of 2024-05</p>\n" + log.name + " record\n");
         EXPECT_TRUE(contains(read_file(directory + "/nav.html"), ">2024-05<"));
         EXPECT_EQ(read_file(directory + "/index.html").size(), 457U);
         EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 4);
@@ -126,17 +123,17 @@ TEST_F(AwstatsRun, AllLogs)
 
 TEST_F(AwstatsRun, OnlyProxyLogs)
 {
-    add_domain("a.example", false, {"proxy_access_log", "proxy_access_ssl_log"});
+    server.addDomain("a.example", Kind::awstats, {"proxy_access_log", "proxy_access_ssl_log"});
     write_file(log_path("xferlog"), "");
     expect_run(skip_line(web), 0, "");
-    EXPECT_FALSE(exists("ledger"));
-    EXPECT_EQ(read_file(log_path("proxy_access_log")), "proxy_access_log record\n");
+    EXPECT_EQ(calls(), preparation_call);
+    EXPECT_EQ(read_file(log_path("proxy_access_log")), offered("proxy_access_log"));
 }
 
 TEST_F(AwstatsRun, AFailingUpdateCostsOnlyTheTruncation)
 {
     add_logs(2);
-    write_file("fail", "-update*-http*access_log*");
+    write_file("fail_late", "*-update*-http*access_log*");
     expect_run(processed_lines(web) + "Execution of " + update_command(web) + " failed with return code 1.\n" + said +
                    "The log will not be truncated because of errors above: @/" + log_path(web.name) + "\ncomplained\n",
                2, ttl_line + ttl_line);
@@ -152,7 +149,7 @@ TEST_F(AwstatsRun, AFailingPageBuilderLeavesTheIndexLinksAlone)
     for (const std::string month : {"/2024-04", "/2024-05"}) {
         write_file(statistics(web) + month + "/index.html", "old");
     }
-    write_file("fail", "-awstatsprog*");
+    write_file("fail_late", "*-awstatsprog*");
     const std::string report = "popen_exec: command failed code: 1 , said\n\n" + system_error(ENOENT);
     expect_run(processed_lines(web) + previous_line + "Execution of " +
                    previous_pages_command("2024-04", " -month 4 -year 2024") + " failed with return code 1.\n" + said +
@@ -173,14 +170,14 @@ TEST_F(AwstatsRun, TheMarkerRebuildsThePreviousMonthOfTheFirstLog)
         {"2024-03-01 02:00", "TST5", "2024-01", " -month 1 -year 2024", "2024-02"},
     };
     for (const auto &[time, zone, month, options, current] : cases) {
-        fs::remove_all("v/system");
-        fs::remove("ledger");
+        fs::remove_all("vhosts/system");
+        fs::remove_all("calls");
         add_logs(2);
         write_file(marker, "");
         set_clock(time, zone);
         expect_run(processed_lines(web) + previous_line + "complained\n", 2, ttl_line + ttl_line);
-        EXPECT_EQ(ledger(),
-                  entries(web, "yes: " + previous_pages_command(month, options) + "\n") + entries(all_logs[1]));
+        EXPECT_EQ(calls(), preparation_call + calls_for(web, "yes: " + previous_pages_command(month, options) + "\n") +
+                               calls_for(all_logs[1]));
         EXPECT_FALSE(exists(marker));
         EXPECT_EQ(fs::read_symlink(statistics(web) + "/current"), current);
         EXPECT_EQ(fs::read_symlink(statistics(web) + "/" + month + "/index.html"), "awstats.a.example-http.html");
@@ -194,9 +191,9 @@ TEST_F(AwstatsRun, OneMonthFallsOutOfTheTimeToLive)
         {"12", "12", "2023-04"}, {"1 month", "1", "2024-03"}, {"0", "120", "2014-02"}, {"-5", "120", "2014-02"}};
     const std::string months[] = {"2014-01", "2014-02", "2023-03", "2023-04", "2023-05", "2024-03"};
     for (const auto &[text, ttl, removed] : cases) {
-        fs::remove_all("v/system");
+        fs::remove_all("vhosts/system");
         add_logs(1);
-        write_file("v/system/a.example/conf/stat_ttl.conf", text);
+        write_file("vhosts/system/a.example/conf/stat_ttl.conf", text);
         for (const std::string &month : months) {
             write_file(statistics(web) + "/" + month + "/sub/page", "");
         }
@@ -245,7 +242,8 @@ TEST_F(AwstatsRun, DirectoriesInPlaceOfTheMainPagesDoNotStopTheRun)
         fs::create_directories(statistics(web) + month + "/index.html");
     }
     const Outcome outcome = run({"--calculate-domain", "a.example"});
-    EXPECT_TRUE(contains(outcome.err, "\nError: symlink " + link + " @/v/system/a.example/statistics//webstat/2024-04" +
+    EXPECT_TRUE(contains(outcome.err, "\nError: symlink " + link +
+                                          " @/vhosts/system/a.example/statistics//webstat/2024-04" +
                                           "/index.html: File exists\n"));
     EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink from" + link + "to index.html\n"));
 }
@@ -258,9 +256,9 @@ TEST_F(AwstatsRun, FilesThatAreNotAsExpectedDoNotStopTheRun)
     write_file(marker, "");
     write_file("webstat", ""); // the bare name is looked up in the working directory
     const Outcome outcome = run({"--calculate-domain", "a.example"});
-    EXPECT_EQ(read_file(statistics(web) + "/current/index.html"), "a.example-http\n");
+    EXPECT_TRUE(contains(read_file(statistics(web) + "/current/index.html"), "record"));
     EXPECT_FALSE(exists(statistics(web) + "/2024-04"));
-    const std::string parent = "@/v/system/a.example/statistics//";
+    const std::string parent = "@/vhosts/system/a.example/statistics//";
     EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink from " + parent + "webstat/2024-05to current_dir\n"));
     EXPECT_TRUE(contains(outcome.err, "\nERROR: Unable to mkdir " + parent + "anon_ftpstat/2024-05: No such file"));
     EXPECT_TRUE(contains(outcome.out, "Error: unable to open file @/" + log_path("xferlog") + ": Is a directory\n"));

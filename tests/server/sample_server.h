@@ -33,9 +33,8 @@ using Snapshot = std::map<std::string, std::string>;
 class SampleServer
 {
 public:
-    // A server that is there, or is to be laid out, at an absolute path. Changes nothing but that
-    // what this process starts is not given the descriptors that it was given itself.
-    explicit SampleServer(std::string root);
+    // A server that is there, or is to be laid out, at an absolute path.
+    explicit SampleServer(std::string root) : root_(std::move(root)) {}
 
     const std::string &root() const { return root_; }
     std::string domainPath(const std::string &domain) const;

@@ -3,28 +3,37 @@
 #include "server/sample_server.h"
 #include "support.h"
 
-// A run of the whole program over a tree in the temporary directory; "@" stands for its path in what the program
-// prints. The generators are stand-ins that note what they are fed in the file "ledger", and how they are called there or in "arguments", say
-// something on both streams, and fail where their arguments match the shell pattern in the file "fail".
+// Runs of the whole program over a server in the temporary directory; "@" stands for its path in what the program prints.
 class WholeRun : public InTempDir
 {
 protected:
-    WholeRun();
+    WholeRun() : server(root()) { server.layOut(); }
 
     static std::string log_path(const std::string &log, const std::string &domain = "a.example")
     {
-        return "v/system/" + domain + "/logs/" + log + ".webstat";
+        return "vhosts/system/" + domain + "/logs/" + log + ".webstat";
     }
 
-    // Makes a domain, with one record in each of the prepared logs that are named.
-    static void add_domain(const std::string &domain, bool webalizer, const std::vector<std::string> &names);
+    Outcome run(std::vector<std::string> words = {}) const
+    {
+        words.insert(words.begin(), STATISTICS_RUN);
+        const Outcome outcome = run_program(words);
+        return {replace_all(outcome.out, root(), "@"), replace_all(outcome.err, root(), "@"), outcome.status};
+    }
 
-    Outcome run(const std::vector<std::string> &arguments = {}) const;
+    // How the stand-ins were called.
+    std::string calls() const { return replace_all(read_file("calls"), root(), "@"); }
 
-    std::string ledger() const { return replace_all(read_file("ledger"), root(), "@"); }
+    static std::string offered(const std::string &log) { return read_file("offered/a.example/" + log); }
+
+    const SampleServer server;
 };
 
-// The line about a log of the proxy.
-std::string parent_line(const Log &log);
+const std::string preparation_lines = "Starting...\nExecuting logs preparation... \n";
 
-extern const std::string preparation_lines;
+const std::string preparation_call = ": @/panel/admin/sbin/statistics_log_processor \n";
+
+inline std::string parent_line(const Log &log)
+{
+    return "Skip log `" + log.name + "' because it has parent `" + log.name.substr(sizeof "proxy") + "'\n";
+}

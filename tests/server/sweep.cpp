@@ -1,0 +1,238 @@
+#include "server/sweep.h"
+
+#include "server/trial.h"
+
+#include <iostream>
+#include <map>
+#include <regex>
+#include <set>
+
+namespace
+{
+
+using Words = std::vector<std::string>;
+
+// How calls fail, and KILL where they change something. The first row that matches a call holds.
+const std::pair<std::regex, Words> ways[] = {
+    {std::regex("^(exit|mmap|munmap|lseek|ioctl|fcntl\\(.*(SETFL|[GS]ETFD)|wait.*WNOHANG|close\\(\\d+<pipe)"), {}},
+    {std::regex("^(clone|fork|vfork)"), {"EAGAIN", "KILL"}},
+    {std::regex("^execve"), {"EACCES", "ENOMEM"}},
+    {std::regex("^(wait|read\\(\\d+<pipe)"), {"EINTR"}},
+    {std::regex("^(p?poll|p?select)"), {"EINTR", "ENOMEM"}},
+    {std::regex("^close_range"), {"ENOSYS"}},
+    {std::regex("^close"), {"EIO"}},
+    {std::regex("^(pipe|dup|fcntl.*DUPFD)"), {"EMFILE"}},
+    {std::regex("^write\\([12]<"), {"EIO", "EINTR"}},
+    {std::regex("^write"), {"EIO", "ENOSPC", "KILL"}},
+    {std::regex("^open.*O_CREAT"), {"EACCES", "ENOSPC", "EMFILE", "KILL"}},
+    {std::regex("^open"), {"EACCES", "EIO", "EMFILE"}},
+    {std::regex("^(mkdir|symlink|link|rename|f?truncate|f.*sync)"), {"EIO", "ENOSPC", "KILL"}},
+    {std::regex("^(unlink|rmdir|[fl]?ch(mod|own))"), {"EACCES", "EIO", "KILL"}},
+    {std::regex(""), {"EACCES", "EIO"}},
+};
+
+struct Plan {
+    std::string call;
+    std::size_t number; // of the calls of this name that a process makes
+    std::string error;
+    std::string deed;
+};
+
+struct Call {
+    std::string process;
+    std::string text;
+    std::string name() const { return text.substr(0, text.find('(')); }
+};
+
+// The calls of a trace; lines that are broken off while others' come in between are put together.
+std::vector<Call> read_trace(const std::string &path)
+{
+    std::vector<Call> calls;
+    std::map<std::string, std::string> begun;
+    for (const std::string &line : lines_of(path)) {
+        const std::string process = line.substr(0, line.find(' '));
+        const std::string text = line.substr(line.find_first_not_of(' ', process.size()));
+        const std::size_t resumed = text.find(" resumed>");
+        const std::size_t unfinished = text.find(" <unfinished ...>");
+        if (unfinished != std::string::npos) {
+            begun[process] = text.substr(0, unfinished);
+        } else if (resumed != std::string::npos) {
+            calls.push_back({process, begun[process] + text.substr(resumed + 9)});
+        } else {
+            calls.push_back({process, text});
+        }
+    }
+    return calls;
+}
+
+// All faults. Those of the command begin with the first file that it opens which is not a library.
+std::vector<Plan> plan(const std::vector<Call> &calls)
+{
+    std::vector<Plan> plans;
+    std::map<std::string, std::size_t> counts;
+    std::set<std::string> planned;
+    bool begun = false;
+    const std::regex first("^open(?!.*\\.so)");
+    for (const Call &call : calls) {
+        const bool own = call.process == calls[0].process;
+        const std::size_t number = ++counts[call.process + call.name()];
+        begun = begun || std::regex_search(call.text, first);
+        if (!begun || !planned.insert((own ? "" : "child ") + call.name() + std::to_string(number)).second) {
+            continue;
+        }
+        const auto *const way = std::find_if(std::begin(ways), std::end(ways),
+                                             [&](const auto &row) { return std::regex_search(call.text, row.first); });
+        for (const std::string &error : way->second) {
+            if (own || error != "KILL") {
+                plans.push_back({call.name(), number, error, call.text + " " + error});
+            }
+        }
+    }
+    return plans;
+}
+
+// The descriptors that the command has opened and not closed.
+Violations left_open(const std::vector<Call> &calls)
+{
+    static const std::regex pipe("^pipe.*\\[(\\d+)<.*, (\\d+)<.* = 0");
+    static const std::regex other(" = (\\d\\d+|[3-9])<");
+    std::map<int, std::string> open;
+    for (const Call &call : calls) {
+        std::smatch part;
+        if (call.process != calls[0].process) {
+            continue;
+        }
+        if (call.name() == "close") {
+            open.erase(std::stoi(call.text.substr(6)));
+        } else if (std::regex_search(call.text, part, pipe)) {
+            open[std::stoi(part[1])] = open[std::stoi(part[2])] = call.text;
+        } else if (std::regex_search(call.text, part, other)) {
+            open[std::stoi(part[1])] = call.text;
+        }
+    }
+    Violations left;
+    for (const auto &entry : open) {
+        left.push_back("left open: " + entry.second);
+    }
+    return left;
+}
+
+// Violations that are accepted, each by an expression, with the reason and how often it was so.
+struct Accepted {
+    std::regex expression;
+    std::string reason;
+    std::size_t count = 0;
+};
+
+std::vector<Accepted> read_accepted(const std::string &path)
+{
+    std::vector<Accepted> entries;
+    std::string reason;
+    for (const std::string &line : lines_of(path)) {
+        if (line[0] == '#') {
+            reason += line.substr(1);
+        } else if (!line.empty()) {
+            entries.push_back({std::regex(line), reason});
+            reason.clear();
+        }
+    }
+    return entries;
+}
+
+bool is_accepted(std::vector<Accepted> &entries, const std::string &text)
+{
+    for (Accepted &entry : entries) {
+        if (std::regex_search(text, entry.expression)) {
+            ++entry.count;
+            return true;
+        }
+    }
+    return false;
+}
+
+// Runs the command under strace, with its options, for 20 seconds at most. At the end, what the command
+// has started can be killed, too.
+Outcome trace(const Words &command, const Words &options, const std::string &file, bool kill_all = false)
+{
+    Words words = {"timeout", "-k1", "20", "sh", "-c", kill_all ? "\"$@\"; kill -KILL 0" : "exec \"$@\"", "sh"};
+    const Words strace = {"strace",
+                          "-fqq",
+                          "-y",
+                          "-s",
+                          "200",
+                          "-b",
+                          "execve",
+                          "-o",
+                          file,
+                          "-e",
+                          "signal=none",
+                          "-e",
+                          "trace=%file,%desc,%process"};
+    for (const Words &more : {strace, options, command}) {
+        words.insert(words.end(), more.begin(), more.end());
+    }
+    Outcome outcome = run_program(words);
+    outcome.status = outcome.status > 128 ? 128 - outcome.status : outcome.status; // as timeout tells of signals
+    return outcome;
+}
+
+// Runs the command with a fault. Where it is killed, so is all that it has started, at every other place.
+std::pair<Outcome, Fault> disturb(const Words &command, const Plan &plan, const std::string &file)
+{
+    const bool kill = plan.error == "KILL";
+    const std::string what = plan.call + (kill ? ":signal=KILL:when=" : ":error=" + plan.error + ":when=");
+    const Words options = {"-e", "inject=" + what + std::to_string(plan.number)};
+    const Outcome outcome = trace(command, options, file, kill && plan.number % 2 == 0);
+    Fault fault = {plan.deed, 0, kill && outcome.status == -SIGKILL};
+    for (const Call &call : read_trace(file)) {
+        if (call.text.find("(INJECTED)") != std::string::npos && ++fault.count == 1) {
+            fault.deed = call.text;
+        }
+    }
+    return {outcome, fault};
+}
+
+} // namespace
+
+Violations Sweep::run(std::size_t first, std::size_t step) const
+{
+    const std::string file = (fs::temp_directory_path() / fs::unique_path()).string();
+    std::vector<Accepted> entries = read_accepted(accepted);
+    std::size_t tried = 0;
+    std::size_t missed = 0;
+    Violations found;
+    prepare();
+    const Outcome undisturbed = trace(command, {}, file);
+    const std::vector<Plan> plans = plan(read_trace(file));
+    for (std::size_t i = first; i < plans.size(); i += step) {
+        prepare();
+        const auto [outcome, fault] = disturb(command, plans[i], file);
+        const bool left_child = wait_for_all() && !fault.killed;
+        if (fault.count == 0 && !fault.killed) {
+            ++missed;
+            continue;
+        }
+        ++tried;
+        Violations wrong = outcome.status == 0 && plans[i].call != "close" ? left_open(read_trace(file)) : Violations();
+        if (left_child) {
+            wrong.emplace_back("a child was left");
+        }
+        const Violations more = judge(outcome, fault);
+        wrong.insert(wrong.end(), more.begin(), more.end());
+        for (const std::string &text : wrong) {
+            const std::string line = fault.deed + ": " + text;
+            if (!is_accepted(entries, line)) {
+                found.push_back(line);
+            }
+        }
+    }
+    fs::remove(file);
+    std::cout << tried << " of " << plans.size() << " faults tried, " << missed << " more were not met\n";
+    for (const Accepted &entry : entries) {
+        std::cout << "  accepted " << entry.count << " times:" << entry.reason << '\n';
+    }
+    if (undisturbed.status != 0 || tried == 0 || missed * 20 > tried) {
+        found.push_back("the sweep has failed: " + undisturbed.err);
+    }
+    return found;
+}

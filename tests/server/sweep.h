@@ -1,0 +1,28 @@
+#pragma once
+
+#include "server/sample_server.h"
+#include "support.h"
+
+// What a trial did to a command.
+struct Fault {
+    std::string deed; // the first call that failed, as strace writes it; or the one at which it was killed, and KILL
+    std::size_t count = 0; // how many calls failed: the command's own, and those of its children with the same number
+    bool killed = false;   // the command, and with it all that it had started, or not
+};
+
+// Tries a command with faults. One after the other, each of its system calls fails in each way that
+// matters, and so do those of its children until they become other programs; where a call changes
+// something, the command is also killed there. strace knows the calls; a trial is one run.
+struct Sweep {
+    std::vector<std::string> command;
+    std::function<void()> prepare; // before each run; an undisturbed one is the first
+    std::function<Violations(const Outcome &, const Fault &)> judge;
+
+    // A file of expressions. A violation is accepted if one is found in "DEED: VIOLATION". The lines before it that
+    // begin with "#" say why.
+    std::string accepted;
+
+    // Tries every `step`th fault from the `first` on, prints what was tried and how often each
+    // reason to accept something held, and returns what is left: "DEED: VIOLATION".
+    Violations run(std::size_t first, std::size_t step) const;
+};
