@@ -80,6 +80,29 @@ std::string reported(const std::function<void()> &call, int expected_status)
     return outcome.out;
 }
 
+void expect_reports(const std::vector<Report> &reports)
+{
+    for (const Report &report : reports) {
+        const auto call = [&] {
+            report.call();
+            EXPECT_TRUE(report.error == 0 || errno == report.error) << errno;
+        };
+        std::string message = replace_all(report.message, "%", std::strerror(report.error));
+        if (!message.empty() && report.error != 0) {
+            message += system_error(report.error);
+        }
+        EXPECT_EQ(reported(call, report.status), message);
+    }
+}
+
+std::function<void()> as_nobody(const std::function<void()> &call)
+{
+    return [=] {
+        ASSERT_EQ(::setuid(65534), 0);
+        call();
+    };
+}
+
 std::string system_error(int error_number)
 {
     return "\nSystem error " + std::to_string(error_number) + ": " + std::strerror(error_number) + "\n";

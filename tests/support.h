@@ -46,6 +46,19 @@ Outcome in_child(const std::function<void()> &function, int expected_status = 0)
 // What a call in a child process reports, which is the same on both streams.
 std::string reported(const std::function<void()> &call, int expected_status = 0);
 
+// A call and what it reports: in the message "%" stands for the text of the error number; the line that tells errno
+// follows, and the call leaves errno at that number, unless it is 0 or the report ends the process.
+struct Report {
+    std::function<void()> call;
+    std::string message;
+    int error = 0;
+    int status = 0;
+};
+void expect_reports(const std::vector<Report> &reports);
+
+// The call, as a user without rights.
+std::function<void()> as_nobody(const std::function<void()> &call);
+
 // The line of a report that tells errno.
 std::string system_error(int error_number);
 

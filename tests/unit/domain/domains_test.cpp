@@ -17,15 +17,14 @@ TEST_F(Domains, TheConfigurationsThatExistDecideTheKind)
         write_file(path, "");
     }
     const Outcome outcome = in_child([] {
-        DomainKindMap map;
+        DomainKindMap map = {{"both", 7}};
         for (const char *const domain : {"gone", "both", "http", "https"}) {
             check_domain(map, domain);
         }
-        EXPECT_EQ(map,
-                  (DomainKindMap{{"both", webstat_webalizer}, {"http", webstat_awstats}, {"https", webstat_none}}));
-        map["both"] = 7;
+        EXPECT_EQ(map, (DomainKindMap{{"both", 7}, {"http", webstat_awstats}, {"https", webstat_none}}));
+        map.erase("both");
         check_domain(map, "both");
-        EXPECT_EQ(map.at("both"), 7);
+        EXPECT_EQ(map.at("both"), webstat_webalizer);
     });
     EXPECT_EQ(outcome.err, "Domain gone not exists, skip it\n");
 }
@@ -48,4 +47,19 @@ TEST_F(Domains, AnUnknownKindLosesItsPreparedLogsAndNothingElse)
         EXPECT_EQ(read_file(logs + source.log_name), "raw");
         EXPECT_EQ(exists(logs + source.log_name + ".webstat"), std::string("xferlog") == source.log_name);
     }
+}
+
+TEST_F(Domains, TheTimeToLiveIsTheNumberThatItsFileBeginsWith)
+{
+    const std::string file = "v/system/d/conf/stat_ttl.conf";
+    in_child([&] {
+        EXPECT_EQ(read_stat_ttl("d"), 0);
+        for (const auto &[text, months] : {std::pair(" 12 months", 12), {"-5", -5}, {"months", 0}, {"", 0}}) {
+            write_file(file, text);
+            EXPECT_EQ(read_stat_ttl("d"), months);
+        }
+        fs::remove(file);
+        ::mkfifo(file.c_str(), 0600);
+        EXPECT_EQ(read_stat_ttl("d"), 0);
+    });
 }

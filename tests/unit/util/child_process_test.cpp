@@ -1,4 +1,3 @@
-#include "domain/admin_utility.h"
 #include "support.h"
 #include "util/child_process.h"
 #include "util/descriptors.h"
@@ -7,7 +6,7 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 
-#include <chrono>
+#include <future>
 
 namespace
 {
@@ -34,13 +33,14 @@ TEST(CapturedRunner, CollectsBothStreamsWithoutDeadlock)
 
 TEST(CapturedRunner, DoesNotWaitForABackgroundProcessThatHoldsThePipes)
 {
+    const std::string background = "sleep 30 & echo $!; ";
     const auto start = std::chrono::steady_clock::now();
-    for (const auto &[end, status] : {std::pair("exit 4", 4), {"kill -TERM $$", -1}}) {
-        const Outcome outcome = capture_script(std::string("sleep 30 & echo $!; ") + end);
-        EXPECT_EQ(outcome.status, status);
-        ::kill(std::stoi(outcome.out), SIGKILL);
-    }
+    auto other = std::async(std::launch::async, [&] { return capture_script(background + "kill -TERM $$"); });
+    const Outcome ended = capture_script(background + "exit 4");
+    const Outcome killed = other.get();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+    EXPECT_TRUE(ended.status == 4 && killed.status == -1);
+    EXPECT_EQ(::kill(std::stoi(ended.out), SIGKILL) + ::kill(std::stoi(killed.out), SIGKILL), 0);
 }
 
 TEST(CapturedRunner, LeavesNoDescriptorAndNoChild)
@@ -82,23 +82,4 @@ TEST(WaitChild, LogsWhatItCouldNotWaitFor)
               "fork before spawning '<unknown>' failed\n");
     EXPECT_EQ(reported([] { EXPECT_EQ(wait_child(1, "init", nullptr), -1); }),
               "waitpid(1) for 'init' process failed: No child processes (10)\n");
-}
-
-using AdminUtility = InTempDir;
-
-TEST_F(AdminUtility, RunsFromTheProductRootWithAtMost99Arguments)
-{
-    write_file("etc/zut/zut.conf", "PRODUCT_ROOT_D " + root() + "\n");
-    write_script("admin/sbin/count", "echo $# $1 $2 >>counts; exit 5");
-    const std::string refused = "Utility name '../count' is invalid. Use only utility name without path.\n";
-    const auto run = [] {
-        EXPECT_EQ(run_admin_utility("../count", nullptr), -1);
-        EXPECT_EQ(run_admin_utility_vector("../count", shell_arguments("").data()), -1);
-        run_admin_utility_vector("count", shell_arguments("").data());
-        EXPECT_EQ(run_admin_utility("count", "one", "two words", nullptr), 5);
-#define TEN "a", "a", "a", "a", "a", "a", "a", "a", "a", "a"
-        run_admin_utility("count", TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN, TEN, nullptr);
-    };
-    EXPECT_TRUE(contains(reported(run), refused + refused + root() + "/admin/sbin/count execution failed (no "));
-    EXPECT_EQ(read_file("counts"), "2 -c\n2 one two words\n99 a a\n");
 }

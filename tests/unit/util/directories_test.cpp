@@ -1,12 +1,13 @@
 #include "support.h"
 #include "util/directories.h"
-#include "util/directory_walk.h"
+
+#include <sys/resource.h>
 
 #include <cstring>
 
-using Files = InTempDir;
+using Directories = InTempDir;
 
-TEST_F(Files, MakeDirOwnedMakesAndResets)
+TEST_F(Directories, MakeDirOwnedMakesAndResets)
 {
     const mode_t mask = ::umask(077);
     EXPECT_EQ(make_dir_owned("dir", 12, 34, 0755), 0);
@@ -28,25 +29,7 @@ TEST_F(Files, MakeDirOwnedMakesAndResets)
     EXPECT_EQ(attributes("outside"), outside);
 }
 
-TEST_F(Files, MakeDirOwnedReportsWhatItCouldNotDo)
-{
-    write_file("file", "");
-    fs::permissions(".", fs::perms::all_all);
-    const std::pair<const char *, std::string> cases[] = {
-        {"x/y", "ERROR: Unable to mkdir x/y" + reason(ENOENT)},
-        {"file/x", "ERROR: Unable to mkdir file/x" + reason(ENOTDIR)},
-        {"dir", "ERROR: Unable to chown dir" + reason(EPERM)},
-    };
-    for (const auto &[path, message] : cases) {
-        const auto make_as_nobody = [&path = path] {
-            ASSERT_EQ(::setuid(65534), 0);
-            EXPECT_EQ(make_dir_owned(path, 0, 0, 0755), -1);
-        };
-        EXPECT_EQ(reported(make_as_nobody), message);
-    }
-}
-
-TEST_F(Files, RemoveTreeTakesEverythingInsideAndNothingOutside)
+TEST_F(Directories, RemoveTreeTakesEverythingInsideAndNothingOutside)
 {
     write_file("outside/kept", "x");
     write_file("tree/a b/$c/'d'", "x");
@@ -65,7 +48,7 @@ TEST_F(Files, RemoveTreeTakesEverythingInsideAndNothingOutside)
     EXPECT_EQ(fs::current_path(), root());
 }
 
-TEST_F(Files, RemoveTreeDeeperThanAPathCanName)
+TEST_F(Directories, RemoveTreeDeeperThanAPathAndTheDescriptors)
 {
     const std::string name(100, 'n');
     ASSERT_EQ(::mkdir("deep", 0755) + ::chdir("deep"), 0);
@@ -73,61 +56,33 @@ TEST_F(Files, RemoveTreeDeeperThanAPathCanName)
         ASSERT_EQ(::mkdir(name.c_str(), 0755) + ::chdir(name.c_str()), 0);
     }
     ASSERT_EQ(::chdir(root().c_str()), 0);
-    remove_tree("deep", true);
+    in_child([] {
+        rlimit limit = {100, 1000};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        remove_tree("deep", true);
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(limit.rlim_cur, 100U);
+    });
     EXPECT_FALSE(exists("deep"));
 }
 
-TEST_F(Files, RemoveTreeEndsTheProgramOnAFailure)
+TEST_F(Directories, FailuresAreReported)
 {
     write_file("tree/sub/kept", "x");
     fs::permissions(".", fs::perms::all_all);
-    const std::pair<const char *, std::string> cases[] = {
-        {"tree", "Unable to unlink directory entry kept" + reason(EACCES)},
-        {"tree/sub/kept", "Unable to unlink entry tree/sub/kept" + reason(EACCES)},
-        {"tree/sub/kept/x", "Unable to get entry tree/sub/kept/x" + reason(ENOTDIR)},
+    const auto make = [](const char *path) {
+        return as_nobody([=] { EXPECT_EQ(make_dir_owned(path, 0, 0, 0755), -1); });
     };
-    for (const auto &[path, message] : cases) {
-        const auto remove_as_nobody = [&path = path] {
-            ASSERT_EQ(::setuid(65534), 0);
-            remove_tree(path, true);
-        };
-        EXPECT_EQ(reported(remove_as_nobody, 1), message);
-        EXPECT_TRUE(exists("tree/sub/kept"));
-    }
-}
-
-TEST_F(Files, AWalkThatCannotBeginLeavesEverythingAsItWas)
-{
-    const EntryVisitor visit = [](const char *, const struct stat &) {
-        ADD_FAILURE() << "visited";
-        return true;
+    const auto remove = [](const char *path) {
+        return as_nobody([=] { remove_tree(path, true); });
     };
-    fs::create_directory("listed");
-    ASSERT_EQ(::chmod("listed", 0444) + ::chmod(".", 0755), 0);
-    const std::tuple<void (*)(), const char *, std::string> cases[] = {
-        {[] {}, "missing", "Unable to open dir missing" + reason(ENOENT)},
-        {[] { EXPECT_EQ(::setuid(65534), 0); }, "listed", "Unable to change dir listed" + reason(EACCES)},
-        {use_up_descriptors, "listed", "Unable to get file descriptor of current dir" + reason(EMFILE)},
-    };
-    for (const auto &[prepare, path, message] : cases) {
-        const auto walk = [&visit, &prepare = prepare, &path = path] {
-            const int lowest_free = lowest_free_descriptor();
-            prepare();
-            EXPECT_FALSE(walk_directory(path, FinalLink::follow, 0, visit));
-            EXPECT_TRUE(exists("listed"));
-            EXPECT_TRUE(prepare == use_up_descriptors || lowest_free_descriptor() == lowest_free);
-        };
-        EXPECT_EQ(reported(walk), message);
-    }
-}
-
-TEST_F(Files, AWalkDoesNotFollowALinkThatItWasToldToRefuse)
-{
-    fs::create_symlink(".", "link");
-    const EntryVisitor visit = [](const char *, const struct stat &status) {
-        return status.st_nlink > 0;
-    };
-    EXPECT_TRUE(walk_directory("link", FinalLink::follow, 0, visit));
-    EXPECT_TRUE(contains(reported([&] { EXPECT_FALSE(walk_directory("link", FinalLink::refuse, 0, visit)); }),
-                         "Unable to open dir link: "));
+    expect_reports({
+        {make("x/y"), "ERROR: Unable to mkdir x/y: %\n", ENOENT},
+        {make("tree/sub/kept/x"), "ERROR: Unable to mkdir tree/sub/kept/x: %\n", ENOTDIR},
+        {make("dir"), "ERROR: Unable to chown dir: %\n", EPERM},
+        {remove("tree"), "Unable to unlink directory entry kept: %\n", EACCES, 1},
+        {remove("tree/sub/kept"), "Unable to unlink entry tree/sub/kept: %\n", EACCES, 1},
+        {remove("tree/sub/kept/x"), "Unable to get entry tree/sub/kept/x: %\n", ENOTDIR, 1},
+    });
+    EXPECT_TRUE(exists("tree/sub/kept"));
 }

@@ -1,0 +1,57 @@
+#include "support.h"
+#include "util/directory_walk.h"
+#include "util/errno_guard.h"
+
+#include <fcntl.h>
+
+class DirectoryWalk : public InTempDir
+{
+protected:
+    DirectoryWalk() { fs::create_directories("listed/sub"); }
+
+    // Walks with a visitor that returns true after each call.
+    static bool walk(const char *path, FinalLink link, const std::function<void()> &visit)
+    {
+        return walk_directory(path, link, 0, [&](const char *, const struct stat &) {
+            visit();
+            return true;
+        });
+    }
+};
+
+TEST_F(DirectoryWalk, OneThatCannotBeginLeavesEverythingAsItWas)
+{
+    ASSERT_EQ(::chmod("listed", 0444) + ::chmod(".", 0755), 0);
+    fs::create_symlink("listed", "link");
+    const auto cannot_walk = [](const char *path) {
+        const int lowest_free = lowest_free_descriptor();
+        EXPECT_FALSE(walk(path, FinalLink::refuse, [] { ADD_FAILURE() << "visited"; }));
+        const ErrnoGuard kept;
+        EXPECT_TRUE(exists("listed"));
+        EXPECT_EQ(lowest_free_descriptor(), lowest_free);
+    };
+    expect_reports({
+        {[&] { cannot_walk("missing"); }, "Unable to open dir missing: %\n", ENOENT},
+        {[&] { cannot_walk("link"); }, "Unable to open dir link: %\n", ENOTDIR},
+        {as_nobody([&] { cannot_walk("listed"); }), "Unable to change dir listed: %\n", EACCES},
+        {[&] { use_up_descriptors(), cannot_walk("listed"); }, "Unable to get file descriptor of current dir: %\n",
+         EMFILE},
+    });
+    EXPECT_TRUE(walk("link", FinalLink::follow, [] {}));
+}
+
+TEST_F(DirectoryWalk, AListingThatCannotBeReadFurtherEndsThere)
+{
+    const auto walk_over_the_null_device = [] {
+        const int listing = lowest_free_descriptor() + 1; // above the working directory's
+        EXPECT_TRUE(walk("listed", FinalLink::follow, [&] { ::dup2(::open("/dev/null", O_RDONLY), listing); }));
+    };
+    expect_reports({{walk_over_the_null_device, "Unable to read dir listed: %\n", ENOTDIR}});
+}
+
+TEST_F(DirectoryWalk, LeavesErrnoAlone)
+{
+    errno = EDOM;
+    EXPECT_TRUE(walk("listed", FinalLink::follow, [] {}));
+    EXPECT_EQ(errno, EDOM);
+}
