@@ -4,17 +4,8 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <utility>
-
-namespace
-{
-
-// What a level of a walk takes of the stack for each of its two descriptors, at the most.
-constexpr rlim_t stack_per_descriptor = 640;
-
-} // namespace
 
 Descriptor &Descriptor::operator=(Descriptor &&other) noexcept
 {
@@ -33,21 +24,6 @@ int Descriptor::release() noexcept
 int Descriptor::close() noexcept
 {
     return is_open() ? ::close(release()) : 0;
-}
-
-RaisedDescriptorLimit::RaisedDescriptorLimit() noexcept
-{
-    ::getrlimit(RLIMIT_NOFILE, &previous_);
-    rlimit stack = {RLIM_INFINITY, RLIM_INFINITY};
-    ::getrlimit(RLIMIT_STACK, &stack);
-    const rlim_t most = stack.rlim_cur / stack_per_descriptor;
-    const rlimit raised = {std::min(previous_.rlim_max, most), previous_.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &raised);
-}
-
-RaisedDescriptorLimit::~RaisedDescriptorLimit()
-{
-    ::setrlimit(RLIMIT_NOFILE, &previous_);
 }
 
 bool Pipe::open()

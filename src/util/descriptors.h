@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/resource.h>
-
 // File descriptors: owned ones, and what a program does with its whole table.
 
 // Owns one descriptor, or none (-1), and closes it at the end of its life.
@@ -37,21 +35,6 @@ struct Pipe {
 
     // Makes the pipe. Returns false, with errno set, if it can't be made.
     bool open();
-};
-
-// Sets the limit of open descriptors as high as the process may, but not so high that the stack gives
-// out before, and puts it back at the end of its life: for walks that call themselves, and hold
-// descriptors, at every level of a deep tree.
-class RaisedDescriptorLimit
-{
-public:
-    RaisedDescriptorLimit() noexcept;
-    ~RaisedDescriptorLimit();
-    RaisedDescriptorLimit(const RaisedDescriptorLimit &) = delete;
-    RaisedDescriptorLimit &operator=(const RaisedDescriptorLimit &) = delete;
-
-private:
-    rlimit previous_ = {};
 };
 
 // Puts the descriptor into non-blocking mode; its other status flags are cleared. Returns false,

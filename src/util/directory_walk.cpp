@@ -7,11 +7,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 namespace
 {
+
+constexpr rlim_t descriptors_per_level = 2;
+constexpr rlim_t stack_per_level = 640; // measured: 560 bytes
 
 OwnedListing open_listing(const char *path, FinalLink final_link)
 {
@@ -101,4 +105,20 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
 bool is_dot_or_dot_dot(const char *name)
 {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+RaisedDescriptorLimit::RaisedDescriptorLimit() noexcept
+{
+    ::getrlimit(RLIMIT_NOFILE, &previous_);
+    rlimit stack = {RLIM_INFINITY, RLIM_INFINITY};
+    ::getrlimit(RLIMIT_STACK, &stack);
+    const rlim_t most = stack.rlim_cur / stack_per_level * descriptors_per_level;
+    const rlimit raised = {std::max(previous_.rlim_cur, std::min(previous_.rlim_max, most)),
+                           previous_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &raised);
+}
+
+RaisedDescriptorLimit::~RaisedDescriptorLimit()
+{
+    ::setrlimit(RLIMIT_NOFILE, &previous_);
 }

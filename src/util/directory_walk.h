@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <functional>
@@ -33,3 +34,18 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
                     const EntryVisitor &visit, const ListingEnd &listed = {});
 
 bool is_dot_or_dot_dot(const char *name);
+
+// Raises the limit of open descriptors as far as the process may, but not so far that the stack
+// gives out before, and puts it back at the end of its life: for walks that call themselves at every
+// level of a deep tree.
+class RaisedDescriptorLimit
+{
+public:
+    RaisedDescriptorLimit() noexcept;
+    ~RaisedDescriptorLimit();
+    RaisedDescriptorLimit(const RaisedDescriptorLimit &) = delete;
+    RaisedDescriptorLimit &operator=(const RaisedDescriptorLimit &) = delete;
+
+private:
+    rlimit previous_ = {};
+};
