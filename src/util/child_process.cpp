@@ -10,7 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +24,7 @@ namespace
 
 constexpr std::size_t buffer_step = 4096;
 constexpr std::size_t buffer_min_free = 2048;
-constexpr int quiet_interval_ms = 1000;
+constexpr std::chrono::seconds quiet_interval(1);
 
 [[noreturn]] void end_child(int start_error, const std::string &message)
 {
@@ -41,6 +43,9 @@ constexpr int quiet_interval_ms = 1000;
 {
     int first_unused = STDERR_FILENO + 1;
     for (int target = 0; target < first_unused; ++target) {
+        if (streams[target] == target) {
+            continue;
+        }
         // Left open until all others are closed: it may serve for more than one stream.
         const int source = descriptor_or_null_device(streams[target]);
         if (source == -1 || ::dup2(source, target) == -1) {
@@ -105,13 +110,19 @@ void finish(Capture &capture)
 // if the time has passed without any.
 bool read_ready(Capture (&captures)[2])
 {
+    using std::chrono::steady_clock; // signals do not begin the interval anew
+    const steady_clock::time_point end = steady_clock::now() + quiet_interval;
     pollfd sources[2];
     for (int i = 0; i < 2; ++i) {
         sources[i] = {captures[i].source.get(), POLLIN, 0}; // a negative descriptor is passed over
     }
-    const int ready = ::poll(sources, 2, quiet_interval_ms);
+    int ready = -1;
+    do {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+        ready = ::poll(sources, 2, std::max(static_cast<int>(left.count()), 0));
+    } while (ready == -1 && errno == EINTR);
     if (ready <= 0) {
-        return ready == -1 && errno == EINTR;
+        return false;
     }
     for (int i = 0; i < 2; ++i) {
         if (sources[i].revents != 0) {

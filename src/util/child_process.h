@@ -15,8 +15,9 @@ constexpr int max_arguments = 99;
 constexpr int no_descriptor = -1;
 
 // Starts a program with the three descriptors as its standard input, output and error;
-// no_descriptor stands for "/dev/null". All other descriptors are closed in the child. They stay
-// open in the parent, which waits for the child and owns them. Descriptors 0 to 2 must not be free.
+// no_descriptor stands for "/dev/null". One that is that stream already stays as it is, also closed;
+// otherwise descriptors 0 to 2 must not be free. All other descriptors are closed in the child. The
+// three stay open in the parent, which waits for the child and owns them.
 // start_error: no_descriptor, or where a child writes errno, as an int, if it can't become its
 // program; nothing arrives there if it can.
 // Returns the child's process id, or -1 with errno set if the fork failed. A child that fails to

@@ -4,6 +4,7 @@
 #include "util/malloced.h"
 
 #include <fcntl.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 
 #include <future>
@@ -34,6 +35,9 @@ TEST(CapturedRunner, CollectsBothStreamsWithoutDeadlock)
 TEST(CapturedRunner, DoesNotWaitForABackgroundProcessThatHoldsThePipes)
 {
     const std::string background = "sleep 30 & echo $!; ";
+    const itimerval often = {{0, 100000}, {0, 100000}}; // its signals must not begin the second anew
+    ::signal(SIGALRM, [](int) {});
+    ::setitimer(ITIMER_REAL, &often, nullptr);
     const auto start = std::chrono::steady_clock::now();
     auto other = std::async(std::launch::async, [&] { return capture_script(background + "kill -TERM $$"); });
     const Outcome ended = capture_script(background + "exit 4");
@@ -41,6 +45,8 @@ TEST(CapturedRunner, DoesNotWaitForABackgroundProcessThatHoldsThePipes)
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
     EXPECT_TRUE(ended.status == 4 && killed.status == -1);
     EXPECT_EQ(::kill(std::stoi(ended.out), SIGKILL) + ::kill(std::stoi(killed.out), SIGKILL), 0);
+    const itimerval never = {};
+    ::setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 TEST(CapturedRunner, LeavesNoDescriptorAndNoChild)

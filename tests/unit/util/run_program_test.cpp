@@ -13,6 +13,8 @@ TEST(ForkExecv, ReturnsTheRawStatus)
         std::printf("first\n");
         EXPECT_EQ(fork_execv("/bin/sh", shell_arguments("echo second").data()), 0);
         EXPECT_EQ(fork_execv("/nonexistent", shell_arguments("").data()), child_start_failed << 8);
+        ::close(STDIN_FILENO); // a closed stream stays closed
+        EXPECT_EQ(fork_execv("/bin/sh", shell_arguments("[ ! -e /proc/$$/fd/0 ]").data()), 0);
     });
     expect_outcome(outcome, "first\nsecond\n",
                    "fork_execv: execv(\"/nonexistent\") failed: No such file or directory\n");
