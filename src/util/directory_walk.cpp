@@ -1,7 +1,7 @@
 #include "util/directory_walk.h"
 
 #include "util/descriptors.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 #include "util/report.h"
 
 #include <fcntl.h>

@@ -2,8 +2,7 @@
 
 #include "util/bounded_format.h"
 #include "util/descriptors.h"
-#include "util/malloced.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 #include "util/report.h"
 
 #include <fcntl.h>

@@ -1,7 +1,6 @@
 #include "support.h"
 #include "util/files.h"
-#include "util/malloced.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 
 class SmallFiles : public InTempDir
 {
