@@ -100,6 +100,12 @@ void report(int exit_status, int flag, const char *format, ...)
     va_end(arguments);
 }
 
+int report_failure(const char *format, const char *path, int exit_status)
+{
+    report(exit_status, 0, format, path, std::strerror(errno));
+    return -1;
+}
+
 void print_message(const char *message, int exit_status)
 {
     print_message_to(stderr, message);
