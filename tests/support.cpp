@@ -45,6 +45,14 @@ Outcome capture(const std::function<void()> &function)
     return {contents(out), contents(err), WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
 }
 
+void limit_descriptors(int count)
+{
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = static_cast<rlim_t>(count);
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
 } // namespace
 
 InTempDir::InTempDir() : root_((fs::canonical(fs::temp_directory_path()) / fs::unique_path()).string())
@@ -156,10 +164,12 @@ void expect_shell_reads_back(const std::function<std::string(const std::string &
 
 void use_up_descriptors()
 {
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = static_cast<rlim_t>(lowest_free_descriptor());
-    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit_descriptors(lowest_free_descriptor());
+}
+
+void leave_one_descriptor()
+{
+    limit_descriptors(lowest_free_descriptor() + 1);
 }
 
 void forbid_children()

@@ -87,8 +87,9 @@ Outcome run_program(const std::vector<std::string> &words);
 // Checks that a shell reads back what the function makes of words: one with each byte, and random ones.
 void expect_shell_reads_back(const std::function<std::string(const std::string &)> &quote);
 
-// Leaves this process without a free descriptor; makes it nobody's, and one that may not fork.
+// Leaves this process no free descriptor, or one; makes it nobody's, and one that may not fork.
 void use_up_descriptors();
+void leave_one_descriptor();
 void forbid_children();
 
 // Has this process's system calls interrupted by signals, and a shell script begin with many to who has

@@ -68,9 +68,9 @@ TEST(Traceable, AVisitorOfACopySeesEverythingInOrder)
 TEST(Traceable, IdsDifferWithinAProcessAndRepeatInTheNext)
 {
     const auto print_ids = [] {
-        std::printf("%s\n%s\n", korvo::newExceptionId().c_str(), calls_of(make_outer()).c_str());
+        std::printf("%s %s", korvo::newExceptionId().c_str(), korvo::newExceptionId().c_str());
     };
     const std::string ids = in_child(print_ids).out;
     EXPECT_EQ(in_child(print_ids).out, ids);
-    EXPECT_FALSE(contains(ids.substr(36), ids.substr(0, 36)));
+    EXPECT_NE(ids.substr(37), ids.substr(0, 36));
 }

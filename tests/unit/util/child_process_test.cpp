@@ -84,8 +84,9 @@ TEST(WaitChild, LogsWhatItCouldNotWaitFor)
         ::kill(child, SIGKILL);
     };
     EXPECT_TRUE(contains(reported(wait_for_stopped_child), ": process 'tool' stopped by signal 19\n"));
-    EXPECT_EQ(reported([] { EXPECT_EQ(wait_child(-1, nullptr, nullptr), -1); }),
-              "fork before spawning '<unknown>' failed\n");
-    EXPECT_EQ(reported([] { EXPECT_EQ(wait_child(1, "init", nullptr), -1); }),
-              "waitpid(1) for 'init' process failed: No child processes (10)\n");
+    expect_reports({
+        {[] { EXPECT_EQ(wait_child(-1, nullptr, nullptr), -1); }, "fork before spawning '<unknown>' failed\n"},
+        {[] { EXPECT_EQ(wait_child(1, "init", nullptr), -1); },
+         "waitpid(1) for 'init' process failed: No child processes (10)\n"},
+    });
 }

@@ -1,7 +1,6 @@
 #include "support.h"
 #include "util/report.h"
 
-#include <fcntl.h>
 #include <syslog.h>
 
 TEST(Reports, AppendTheSystemErrorThatIsSet)
@@ -38,12 +37,11 @@ TEST(Reports, ATextThatCannotBeFormattedIsEmpty)
 
 TEST(Reports, KeepErrnoWhereTheOutputFails)
 {
-    in_child([] {
-        ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO);
-        errno = ENOENT;
-        report(0, 0, "text");
-        EXPECT_EQ(errno, ENOENT);
-    });
+    expect_reports({{[] {
+                         ::close(STDERR_FILENO), ::close(STDOUT_FILENO);
+                         errno = ENOENT, report(0, 0, "text");
+                     },
+                     "", ENOENT}});
 }
 
 TEST(Reports, PrefixIsTheBaseNameOfTheProgramPath)

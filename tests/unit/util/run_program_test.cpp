@@ -71,36 +71,38 @@ TEST(StartingPrograms, FailsWithoutADescriptorOrAProcess)
 {
     char *text = nullptr;
     const Arguments arguments = shell_arguments("echo hit");
-    const std::tuple<void (*)(), std::function<int()>, std::string, int> cases[] = {
-        {forbid_children, [&] { return fork_execv("/bin/sh", arguments.data()); }, "Unable to fork", 1},
-        {forbid_children, [] { return util_exec("/bin/sh", nullptr); }, "fork_execv: fork() failed", 1},
-        {forbid_children, [] { return fork_exec_fd(-1, -1, "/bin/sh", nullptr); },
-         "Error occured during fork():\nResource temporarily unavailable", 0},
-        {forbid_children, [&] { return fork_execv_getouterr(&text, &text, "/bin/sh", arguments.data()); },
-         "fork_execv_pipes: fork() failed", 1},
-        {use_up_descriptors, [] { return fork_exec_fd(-1, -1, "/bin/sh", nullptr); },
-         "fork_exec_fd pipe(): Too many open files", 0},
-        {use_up_descriptors, [&] { return fork_execv_getouterr(&text, &text, "/bin/sh", arguments.data()); },
-         "fork_execv_getouterr: pipe() failed", 1},
-        {use_up_descriptors, [] { return popen_exec("echo hit"); },
-         "popen_exec: failed to execute command: Too many open files\n", 0},
-        {use_up_descriptors, [] { return popen_exec_with_input("echo hit", ""); },
-         "Failed to execute command with input: either pipe, fork or memory allocation failed.", 0},
+    const auto start = [&] {
+        return fork_execv("/bin/sh", arguments.data());
     };
-    for (const auto &[prepare, call, report, status] : cases) {
-        const auto prepared_call = [&prepare = prepare, &call = call] {
-            prepare();
+    const auto start_unheard = [] {
+        return util_exec("/bin/sh", nullptr);
+    };
+    const auto connect = [] {
+        return fork_exec_fd(-1, -1, "/bin/sh", nullptr);
+    };
+    const auto capture = [&] {
+        return fork_execv_getouterr(&text, &text, "/bin/sh", arguments.data());
+    };
+    const std::tuple<void (*)(), std::function<int()>, const char *, int> cases[] = {
+        {forbid_children, start, "Unable to fork", 1},
+        {forbid_children, start_unheard, "fork_execv: fork() failed", 1},
+        {forbid_children, connect, "Error occured during fork():\n%", 0},
+        {forbid_children, capture, "fork_execv_pipes: fork() failed", 1},
+        {use_up_descriptors, connect, "fork_exec_fd pipe(): %", 0},
+        {use_up_descriptors, capture, "fork_execv_getouterr: pipe() failed", 1},
+    };
+    for (const auto &[use_up, call, message, status] : cases) {
+        const auto call_in_vain = [&use_up = use_up, &call = call] {
+            use_up();
             EXPECT_EQ(call(), -1);
         };
-        EXPECT_EQ(in_child(prepared_call, status).out,
-                  report + system_error(prepare == forbid_children ? EAGAIN : EMFILE));
+        expect_reports({{call_in_vain, message, use_up == forbid_children ? EAGAIN : EMFILE, status}});
     }
 }
 
 TEST(StartingPrograms, GoesOnAfterSignals)
 {
     const std::string script = after_signals("exec >&- 2>&-; " + after_signals("exit 7"));
-    const std::string text(300000, 'x');
     in_child([&] {
         char *out = nullptr;
         char *err = nullptr;
@@ -114,6 +116,7 @@ TEST(StartingPrograms, GoesOnAfterSignals)
         const std::string page = "head -c 4096 /dev/zero | tr '\\0' x; "; // fills the buffer
         EXPECT_EQ(popen_exec_output((page + after_signals("echo out")).c_str(), &out), 0);
         EXPECT_EQ(Malloced<char>(out).get(), std::string(4096, 'x') + "out\n");
+        const std::string text(300000, 'x');
         EXPECT_EQ(popen_exec_with_input(after_signals("[ $(wc -c) = 300000 ]").c_str(), text.c_str()), 0);
     });
 }
@@ -124,9 +127,7 @@ TEST(RunWithArguments, PassesAtMost99)
     words[0] = "-c";
     words[1] = "exit $#"; // the name of the shell and these two are not counted
     const Arguments arguments(words);
-    const auto call = [&] {
-        EXPECT_EQ(run_with_arguments("/bin/sh", arguments.data()), 99 - 3);
-        run_library_program("no such program", arguments.data());
-    };
-    EXPECT_TRUE(contains(reported(call), "/usr/lib/korvo-9.0/no such program execution failed:\n"));
+    in_child([&] { EXPECT_EQ(run_with_arguments("/bin/sh", arguments.data()), 99 - 3); });
+    EXPECT_TRUE(contains(reported([&] { run_library_program("no such program", arguments.data()); }),
+                         "/usr/lib/korvo-9.0/no such program execution failed:\n"));
 }

@@ -21,8 +21,21 @@ TEST(PopenExec, FlushesWhatIsPendingBeforeTheCommandRuns)
         ::dup2(STDOUT_FILENO, STDERR_FILENO);
         std::printf("first\n");
         popen_exec("echo second >&2");
+        std::printf("third\n");
+        popen_exec_with_input("echo fourth >&2", "");
     });
-    EXPECT_EQ(outcome.out, "first\nsecond\n");
+    EXPECT_EQ(outcome.out, "first\nsecond\nthird\nfourth\n");
+}
+
+TEST(PopenExec, SaysThatACommandCouldNotBeStarted)
+{
+    const Outcome outcome = in_child([] {
+        use_up_descriptors();
+        EXPECT_EQ(popen_exec("echo hit") + popen_exec_with_input("echo hit", ""), -2);
+    });
+    EXPECT_EQ(outcome.out, "popen_exec: failed to execute command: Too many open files\n" + system_error(EMFILE) +
+                               "Failed to execute command with input: either pipe, fork or memory allocation failed." +
+                               system_error(EMFILE));
 }
 
 TEST(PopenExecOutput, CapturesEveryByteAtAnyLength)
