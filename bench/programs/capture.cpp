@@ -2,7 +2,7 @@
 //
 // usage: capture runner|shell EXPECTED_BYTES PROGRAM ARGUMENT
 #include "exec/ExecCmd.h"
-#include "util/owned.h"
+#include "util/malloced.h"
 #include "util/shell_command.h"
 
 #include <malloc.h>

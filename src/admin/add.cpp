@@ -168,8 +168,10 @@ void require_setup(const NewDomain &domain)
         }
         const std::string harm = domain.webalizer ? "" : harm_for_awstats(directory);
         if (!harm.empty()) {
-            throw Refusal(directory + ": AWStats does not take " + harm +
-                          " in a path; choose another in zut.conf");
+            throw Refusal(std::string(directory)
+                              .append(": AWStats does not take ")
+                              .append(harm)
+                              .append(" in a path; choose another in zut.conf"));
         }
     }
 }

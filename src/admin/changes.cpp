@@ -1,9 +1,8 @@
 #include "admin/changes.h"
 
 #include "admin/command.h"
-#include "util/descriptors.h"
+#include "admin/stored_file.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,23 +24,6 @@ struct TemporaryFile {
     std::string path;
     ~TemporaryFile() { ::unlink(path.c_str()); }
 };
-
-void store(const std::string &path, const std::string &text, mode_t mode)
-{
-    Descriptor file(
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
-    const char *from = text.data();
-    const char *const end = from + text.size();
-    bool stored = file.is_open() && ::fchmod(file.get(), mode) == 0;
-    while (stored && from != end) {
-        const ssize_t written = ::write(file.get(), from, static_cast<std::size_t>(end - from));
-        stored = written > 0;
-        from += stored ? written : 0;
-    }
-    if (!stored || ::fsync(file.get()) != 0 || file.close() != 0) {
-        throw refusal_of(path, errno);
-    }
-}
 
 } // namespace
 
@@ -79,7 +61,7 @@ bool Changes::make_dir(const std::string &name, mode_t mode)
 void Changes::write_file(const std::string &path, const std::string &text, mode_t mode)
 {
     const TemporaryFile file = {path + ".new"};
-    store(file.path, text, mode);
+    store_file(file.path, text, mode);
     if (::link(file.path.c_str(), path.c_str()) != 0) {
         throw refusal_of(path, errno);
     }

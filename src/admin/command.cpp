@@ -22,7 +22,9 @@ void print_help(const Usage &usage, const po::options_description &options)
 
 Refusal refusal_of(const std::string &path, int error_number)
 {
-    return Refusal(path + ": " + std::strerror(error_number));
+    const std::string reason = std::strerror(error_number);
+    Refusal refusal(path + ": " + reason);
+    return refusal;
 }
 
 std::optional<ParsedWords> parse_words(const Usage &usage, po::options_description options,

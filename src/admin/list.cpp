@@ -1,11 +1,11 @@
 #include "admin/command.h"
 #include "admin/places.h"
 #include "admin/survey.h"
+#include "admin/texts.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cstdio>
 #include <iostream>
 
 namespace po = boost::program_options;
@@ -24,31 +24,6 @@ struct ListedService {
     ServiceSurvey service;
     PagesSurvey pages;
 };
-
-std::string time_text(std::time_t time, const char *format)
-{
-    tm local = {};
-    char text[64] = "";
-    if (time == 0 || ::localtime_r(&time, &local) == nullptr ||
-        std::strftime(text, sizeof text, format, &local) == 0) {
-        return "-";
-    }
-    return text;
-}
-
-// "0", "512 B", "1.5 KiB" and so on.
-std::string size_text(std::uintmax_t bytes)
-{
-    const char *const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
-    auto value = static_cast<double>(bytes);
-    std::size_t unit = 0;
-    for (; value >= 1024 && unit < 4; ++unit) {
-        value /= 1024;
-    }
-    char text[32];
-    std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
-    return bytes == 0 ? "0" : text;
-}
 
 std::vector<ListedService> listed_services(const Surveyor &surveyor, const DomainSurvey &survey)
 {
@@ -98,8 +73,7 @@ void print_domain(const Surveyor &surveyor, const DomainSurvey &survey)
         std::unique(pages.months.begin(), pages.months.end()) - pages.months.begin();
     print_row({survey.domain, generator_name(survey.kind), services.empty() ? "-" : services,
                size_text(all.waiting_bytes), time_text(all.waiting_since, "%Y-%m-%d"),
-               time_text(pages.made, "%Y-%m-%d %H:%M"), std::to_string(months),
-               size_text(pages.bytes)});
+               time_text(pages.made), std::to_string(months), size_text(pages.bytes)});
 }
 
 ordered_json time_json(std::time_t time)
@@ -147,17 +121,17 @@ int list_command(const std::vector<std::string> &words)
     }
     for (const std::string &domain :
          parsed->operands.empty() ? surveyor.domains() : parsed->operands) {
-        const std::optional<DomainSurvey> survey = surveyor.survey(domain);
-        if (!survey) {
+        const DomainSurvey survey = surveyor.survey(domain);
+        if (!survey.has_logs) {
             continue;
         }
         if (json) {
             std::cout << separator << "\n"
-                      << domain_json(surveyor, *survey)
+                      << domain_json(surveyor, survey)
                              .dump(2, ' ', false, ordered_json::error_handler_t::replace);
             separator = ",";
         } else {
-            print_domain(surveyor, *survey);
+            print_domain(surveyor, survey);
         }
     }
     if (json) {

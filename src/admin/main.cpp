@@ -20,6 +20,8 @@ const Subcommand subcommands[] = {
     {"add", "Give a domain statistics", add_command},
     {"remove", "Take a domain's statistics out of the runs", remove_command},
     {"list", "List domains with what they have", list_command},
+    {"check", "Look for what keeps statistics from being made", check_command},
+    {"rebuild", "Make the pages of AWStats domains again", rebuild_command},
 };
 
 void print_help()

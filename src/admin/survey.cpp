@@ -2,6 +2,7 @@
 
 #include "admin/command.h"
 #include "admin/listing.h"
+#include "admin/month.h"
 #include "admin/places.h"
 
 #include <dirent.h>
@@ -15,7 +16,6 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <utility>
 
 namespace
 {
@@ -23,12 +23,6 @@ namespace
 bool stat_at(int at, const std::string &path, int flags, struct stat *status)
 {
     return ::fstatat(at, path.c_str(), status, flags) == 0;
-}
-
-bool is_month(const std::string &name)
-{
-    return name.size() == 7 && name.find_first_not_of("0123456789") == 4 && name[4] == '-' &&
-           name.find_first_not_of("0123456789", 5) == std::string::npos;
 }
 
 std::time_t first_record_time(int at, const std::string &path)
@@ -113,21 +107,24 @@ bool Surveyor::has_awstats_conf(const std::string &domain, const LogSource &sour
 DomainSurvey Surveyor::survey_named(const std::string &domain) const
 {
     require_domain_name(domain);
-    std::optional<DomainSurvey> found = survey(domain);
-    if (!found) {
+    DomainSurvey found = survey(domain);
+    if (!found.has_logs) {
         throw Refusal(domain + " is not a domain here: there is no " +
                       logs_dir_path(domain_paths(domain)));
     }
-    return std::move(*found);
+    return found;
 }
 
-std::optional<DomainSurvey> Surveyor::survey(const std::string &domain) const
+DomainSurvey Surveyor::survey(const std::string &domain) const
 {
-    struct stat status = {};
-    if (!stat_at(directory(), domain + "/logs/", 0, &status)) {
-        return std::nullopt;
-    }
     DomainSurvey survey;
+    struct stat status = {};
+    if (!stat_at(directory(), domain + "/logs", AT_SYMLINK_NOFOLLOW, &survey.logs)) {
+        survey.logs.st_mode = 0;
+    }
+    survey.has_logs =
+        S_ISDIR(survey.logs.st_mode) ||
+        (S_ISLNK(survey.logs.st_mode) && stat_at(directory(), domain + "/logs/", 0, &status));
     survey.domain = domain;
     if (stat_at(directory(), domain + "/conf/webalizer.conf", 0, &status)) {
         survey.kind = webstat_webalizer;
@@ -135,7 +132,7 @@ std::optional<DomainSurvey> Surveyor::survey(const std::string &domain) const
         survey.kind = webstat_awstats;
     }
     for (const LogSource &source : log_sources) {
-        if (has_own_statistics(source)) {
+        if (survey.has_logs && has_own_statistics(source)) {
             survey.services.push_back(survey_service(survey, source));
         }
     }
@@ -147,11 +144,14 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
     ServiceSurvey service;
     service.source = &source;
     service.configured =
-        domain.kind == webstat_webalizer ||
-        (domain.kind == webstat_awstats && has_awstats_conf(domain.domain, source));
+        domain.kind == webstat_webalizer || has_awstats_conf(domain.domain, source);
     const std::string log = domain.domain + "/logs/" + source.log_name + ".webstat";
     struct stat status = {};
-    if (stat_at(directory(), log, 0, &status) && S_ISREG(status.st_mode) && status.st_size != 0) {
+    if (!stat_at(directory(), log, 0, &status)) {
+        return service;
+    }
+    service.wrong_type = !S_ISREG(status.st_mode);
+    if (!service.wrong_type && status.st_size != 0) {
         service.waiting_bytes = static_cast<std::uintmax_t>(status.st_size);
         const std::time_t since = first_record_time(directory(), log);
         service.waiting_since = since == -1 ? status.st_mtime : since;
@@ -165,7 +165,7 @@ PagesSurvey Surveyor::survey_pages(const DomainSurvey &domain, const LogSource &
     measure(directory(), domain.domain + "/statistics/" + source.webstat_dir, pages,
             [&](const std::string &name, bool is_directory) {
                 const std::string month = is_directory ? name : webalizer_month(name);
-                if (is_month(month)) {
+                if (month_of_name(month) != no_month) {
                     pages.months.push_back(month);
                 }
             });

@@ -3,9 +3,10 @@
 #include "domain/domains.h"
 #include "util/descriptors.h"
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <ctime>
-#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -19,14 +20,18 @@ constexpr const char *no_statistics_name = "no_statistics";
 // A log with statistics of its own.
 struct ServiceSurvey {
     const LogSource *source = nullptr;
-    bool configured = false;          // the domain's generator has a configuration that serves it
+    bool configured = false;          // Webalizer serves it, or AWStats has a configuration for it
     std::uintmax_t waiting_bytes = 0; // of the prepared log
+    bool wrong_type = false;          // what lies in its place is no regular file
     std::time_t waiting_since =
         0; // the time of its first record, or of its last change where that can't be told
 };
 
 struct DomainSurvey {
     std::string domain;
+    struct stat logs =
+        {}; // of the directory or what is in its place; st_mode is 0 if there is nothing
+    bool has_logs = false; // it is a directory, or a link to one: a run takes it for a domain
     WebstatKind kind = webstat_none;
     std::vector<ServiceSurvey> services; // in the order of the table of logs
 };
@@ -50,10 +55,9 @@ public:
     // The descriptor of the directory of all domains.
     int directory() const { return directory_.get(); }
 
-    // Nothing if there is no directory of logs, and so no domain.
-    std::optional<DomainSurvey> survey(const std::string &domain) const;
+    DomainSurvey survey(const std::string &domain) const;
 
-    // The same for a domain that somebody has named: throws Refusal if there is none.
+    // The same for a domain that somebody has named: throws Refusal if it has no logs.
     DomainSurvey survey_named(const std::string &domain) const;
 
     PagesSurvey survey_pages(const DomainSurvey &domain, const LogSource &source) const;

@@ -1,11 +1,12 @@
 #include "awstats/monthly_pages.h"
 
 #include "config/server_config.h"
+#include "domain/time_to_live.h"
 #include "exec/ExecCmd.h"
 #include "util/bounded_format.h"
 #include "util/directories.h"
 #include "util/log_line.h"
-#include "util/owned.h"
+#include "util/malloced.h"
 #include "util/report.h"
 #include "util/shell_command.h"
 #include "util/unchanged.h"
@@ -24,9 +25,6 @@ namespace fs = boost::filesystem;
 
 namespace
 {
-
-constexpr int DEFAULT_STAT_TTL = 120;         // months
-constexpr time_t TTL_MONTH_SECONDS = 2678400; // 31 days
 
 bool exists(const std::string &path)
 {
@@ -135,14 +133,13 @@ struct MonthDirs {
     }
 };
 
-void point_current_at_this_month(const MonthDirs &dirs, int months_kept)
+void point_current_at_this_month(const MonthDirs &dirs, int months)
 {
     const time_t now = std::time(nullptr);
     const std::string current = month_copy(now);
     const std::string current_dir = dirs.path(current);
     // Not cut: the cut path could be a directory above.
-    const std::string old_dir = dirs.whole_path(
-        month_copy(now - (static_cast<time_t>(months_kept) + 1) * TTL_MONTH_SECONDS));
+    const std::string old_dir = dirs.whole_path(month_copy(expiring_time(now, months)));
     const std::string link = dirs.path("current");
     if (exists(old_dir)) {
         remove_tree(old_dir.c_str(), true);
@@ -185,11 +182,10 @@ void build_previous_month_pages(const DomainPaths &paths, const LogSource &sourc
 
 void build_current_month_pages(const DomainPaths &paths, const LogSource &source)
 {
-    const int ttl = read_stat_ttl(paths.domain);
-    const int months_kept = ttl <= 0 ? DEFAULT_STAT_TTL : ttl;
-    std::printf("Stat_ttl for the domain is %d.\n", months_kept);
+    const int months = months_kept(read_stat_ttl(paths.domain));
+    std::printf("Stat_ttl for the domain is %d.\n", months);
     const MonthDirs dirs = {statistics_dir_path(paths), source.webstat_dir};
-    point_current_at_this_month(dirs, months_kept);
+    point_current_at_this_month(dirs, months);
 
     ::setenv("AWSTATS_ENABLE_CONFIG_DIR", "yes", 1);
     const std::string current = dirs.path("current");

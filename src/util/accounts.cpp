@@ -49,7 +49,8 @@ int user_id_by_name(const char *name, uid_t *id, gid_t *group)
 {
     const passwd *const user = find_user(name);
     if (user == nullptr) {
-        return report_failure("Unable to find uid for user %s: %s", name);
+        report(0, 0, "Unable to find uid for user %s: %s", name, std::strerror(errno));
+        return -1;
     }
     *id = user->pw_uid;
     if (group != nullptr) {
@@ -62,7 +63,8 @@ int group_id_by_name(const char *name, gid_t *id)
 {
     const group *const found = look_up([&] { return ::getgrnam(name); });
     if (found == nullptr) {
-        return report_failure("getgrnam(%s): %s", name);
+        report(0, 0, "getgrnam(%s): %s", name, std::strerror(errno));
+        return -1;
     }
     *id = found->gr_gid;
     return 0;

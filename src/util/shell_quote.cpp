@@ -1,7 +1,5 @@
 #include "util/shell_quote.h"
 
-#include <boost/algorithm/string/replace.hpp>
-
 namespace
 {
 
@@ -16,5 +14,13 @@ std::string shell_quote(const std::string &text)
     if (!text.empty() && text.find_first_not_of(ordinary_characters) == std::string::npos) {
         return text;
     }
-    return "'" + boost::replace_all_copy(text, "'", "'\\''") + "'";
+    std::string quoted = "'";
+    for (const char character : text) {
+        if (character == '\'') {
+            quoted += "'\\''";
+        } else {
+            quoted += character;
+        }
+    }
+    return quoted + '\'';
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/owned.h"
+#include "util/malloced.h"
 
 #include <cstddef>
 

@@ -1,7 +1,5 @@
 #include "webalizer/truncate_log.h"
 
-#include "util/owned.h"
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,12 +8,13 @@
 
 void truncate_log(const std::string &path)
 {
-    const OwnedFile file(std::fopen(path.c_str(), "r+"));
+    std::FILE *const file = std::fopen(path.c_str(), "r+");
     if (file == nullptr) {
         std::printf("Error: unable to open file %s: %s\n", path.c_str(), std::strerror(errno));
         return;
     }
-    if (::ftruncate(::fileno(file.get()), 0) != 0) {
+    if (::ftruncate(::fileno(file), 0) != 0) {
         std::printf("Error during truncating %s: %s\n", path.c_str(), std::strerror(errno));
     }
+    std::fclose(file);
 }

@@ -1,6 +1,6 @@
 #include "support.h"
 #include "util/accounts.h"
-#include "util/owned.h"
+#include "util/malloced.h"
 
 TEST(Accounts, Lookups)
 {

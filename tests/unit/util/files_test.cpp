@@ -1,25 +1,44 @@
 #include "support.h"
 #include "util/files.h"
-#include "util/owned.h"
+#include "util/malloced.h"
+#include "util/owned_streams.h"
 
 class SmallFiles : public InTempDir
 {
 protected:
     SmallFiles()
     {
-        fs::create_directory("dir");
+        fs::create_directories("dir/sub");
+        fs::create_directory("dirs");
         write_file("file", "first\nsecond\n");
+        fs::create_symlink("dir/sub", "link");
     }
 };
 
-TEST_F(SmallFiles, AreMadeAndFound)
+TEST_F(SmallFiles, FilesAndDirectories)
 {
     EXPECT_TRUE(truncate_or_create_file("file", 0600) == 0 && truncate_or_create_file("new", 0600) == 0);
     EXPECT_EQ(read_file("file"), "");
     EXPECT_EQ(create_file("newer", 0640), 0);
     EXPECT_EQ(attributes("new") + attributes("newer"), "0:0 6000:0 640");
-    EXPECT_TRUE(file_exists("new"));
-    EXPECT_FALSE(file_exists("dir") || file_exists("x"));
+    EXPECT_TRUE(file_exists("new") && dir_exists("link") && dir_exists("dir"));
+    EXPECT_FALSE(file_exists("dir") || dir_exists("new") || file_exists("x") || dir_exists("x"));
+    EXPECT_EQ(rename_dir("dirs", "dir3"), 0);
+    EXPECT_TRUE(dir_exists("dir3") && !exists("dirs"));
+    EXPECT_TRUE(is_dir_inside("link", "dir") == 1 && is_dir_inside("dir", "dir") == 1);
+    EXPECT_TRUE(is_dir_inside("dir", "/") == 1 && is_dir_inside(".", "dir/..") == 1);
+    EXPECT_TRUE(is_dir_inside("dir3", "dir") == 0 && is_dir_inside("dir", "dir/sub") == 0);
+}
+
+TEST_F(SmallFiles, FindEntryIgnoresCase)
+{
+    write_file("names/ReadMe", "");
+    write_file("names/README", "");
+    EXPECT_STREQ(Malloced<char>(find_entry("names", "README")).get(), "names/README");
+    EXPECT_STREQ(Malloced<char>(find_entry("names", "ReadMe")).get(), "names/ReadMe");
+    EXPECT_TRUE(file_exists(Malloced<char>(find_entry("names", "readme")).get()));
+    EXPECT_TRUE(find_entry("names", "read") == nullptr && errno == ENOENT);
+    EXPECT_TRUE(find_entry("file", "read") == nullptr && errno == ENOTDIR);
 }
 
 TEST_F(SmallFiles, LinesAndStreams)
@@ -50,6 +69,11 @@ TEST_F(SmallFiles, FailuresAreReported)
     const std::tuple<std::function<int()>, std::string, int> cases[] = {
         {[] { return create_file("file", 0600); }, "Unable to create file file: %", EEXIST},
         {[] { return truncate_or_create_file("x/y", 0600); }, "Unable to truncate or create file x/y: %", ENOENT},
+        {[] { return rename_dir("dir", "dirs"); }, "Directory rename error: target directory dirs already exists.\n",
+         EEXIST},
+        {[] { return rename_dir("x", "y"); }, "Remaming x to y failed: %\n", ENOENT},
+        {[] { return rename_dir("file", "y"); }, "Remaming file to y failed: %\n", ENOTDIR},
+        {[] { return is_dir_inside("dir", "file"); }, "Unable to change dir file: %\n", ENOTDIR},
         {[&] { return read_line("x", buffer, 16); }, "Unable to open file x: %\n", ENOENT},
         {[&] { return read_line("dir", buffer, 16); }, "Unable to read line from file: %\n", EISDIR},
         {[&] { return read_line("file", buffer, 5); }, "The buffer too short\n", ERANGE},
@@ -59,4 +83,5 @@ TEST_F(SmallFiles, FailuresAreReported)
     for (const auto &[call, message, error] : cases) {
         expect_reports({{[&call = call] { EXPECT_EQ(call(), -1); }, message, error}});
     }
+    EXPECT_TRUE(exists("dirs") && exists("dir"));
 }

@@ -27,6 +27,13 @@ TEST_F(Ownership, SingleEntries)
     write_file("file", "");
     EXPECT_EQ(set_owner_and_mode("file", 5, 6, 04750), 0);
     EXPECT_EQ(attributes("file"), "5:6 4750");
+    EXPECT_EQ(make_user_dir("home", "nobody", 0700), 0);
+    EXPECT_EQ(attributes("home"), "65534:65534 700");
+    const mode_t mask = ::umask(022);
+    EXPECT_EQ(make_dir_with_umask("open", 0777, 0007), 0);
+    EXPECT_EQ(::umask(mask), 022U);
+    EXPECT_EQ(attributes("open"), "0:0 770");
+    EXPECT_TRUE(make_dir_with_umask("open", 0777, 0) == -1 && errno == EEXIST);
 }
 
 TEST_F(Ownership, FailuresAreReported)
@@ -41,5 +48,9 @@ TEST_F(Ownership, FailuresAreReported)
         {[] { chown_tree("missing", 1, 1); }, "Unable to get entry missing: %\n", ENOENT, 1},
         {as_nobody([] { EXPECT_EQ(set_owner_and_mode("file", 1, 1, 0700), -1); }), "ERROR: unable to chown file: %\n",
          EPERM},
+        {[] { EXPECT_EQ(make_user_dir("missing/x", "nobody", 0700), -1); }, "Cannot create directory missing/x: %",
+         ENOENT},
+        {as_nobody([] { EXPECT_EQ(make_user_dir("dir", "root", 0700), -1); }), "Cannot chown dir: %", EPERM},
     });
+    EXPECT_FALSE(exists("dir"));
 }

@@ -1,0 +1,119 @@
+#include "admin/command.h"
+#include "admin/domain_checks.h"
+#include "admin/metrics.h"
+#include "admin/places.h"
+#include "admin/progress.h"
+#include "admin/run_lock.h"
+#include "admin/server_checks.h"
+#include "util/files.h"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+
+namespace po = boost::program_options;
+using nlohmann::ordered_json;
+
+namespace
+{
+
+const Usage usage = {
+    "check", "",
+    "Looks for what keeps statistics from being made. Each problem is a line: the domain,\n"
+    "what is wrong, and what mends it. Ends with 0 if there is none, with 1 if there are\n"
+    "some, and with 2 if it could not look."};
+
+// What has been looked at, for the metrics.
+void count(const DomainSurvey &domain, Totals &totals)
+{
+    ++totals.domains[domain.kind];
+    for (const ServiceSurvey &service : domain.services) {
+        if (service.waiting_bytes != 0) {
+            totals.waiting_bytes += service.waiting_bytes;
+            totals.waiting_since = std::min(totals.waiting_since, service.waiting_since);
+        }
+    }
+}
+
+void check_domains(Checklist &checklist, Totals &totals)
+{
+    const Surveyor surveyor;
+    MonthPagesSurveyor months(surveyor);
+    Progress progress("Checking domain", surveyor.domains().size());
+    for (const std::string &domain : surveyor.domains()) {
+        progress.step();
+        const DomainSurvey survey = surveyor.survey(domain);
+        if (survey.has_logs) {
+            count(survey, totals);
+        }
+        try {
+            check_domain(checklist, survey, surveyor, months);
+        } catch (const std::exception &error) {
+            checklist.add(ProblemKind::place, error.what(), "look at it as root");
+        }
+    }
+    checklist.begin_domain("");
+}
+
+void print_text(const Problems &problems)
+{
+    for (const Problem &problem : problems) {
+        std::cout << (problem.domain.empty() ? "server" : problem.domain) + ": " + problem.what +
+                         "; mend: " + problem.mend + "\n";
+    }
+}
+
+void print_json(const Problems &problems)
+{
+    ordered_json list = ordered_json::array();
+    for (const Problem &problem : problems) {
+        list.push_back(
+            {{"kind", problem_kind_names.at(problem.kind)},
+             {"domain", problem.domain.empty() ? ordered_json() : ordered_json(problem.domain)},
+             {"problem", problem.what},
+             {"mend", problem.mend}});
+    }
+    std::cout << list.dump(2, ' ', false, ordered_json::error_handler_t::replace) << "\n";
+}
+
+} // namespace
+
+int check_command(const std::vector<std::string> &words)
+{
+    po::options_description options("Options");
+    options.add_options()("json", "The problems as JSON")(
+        "prometheus", po::value<std::string>()->value_name("FILE"),
+        "Write metrics to this file, too");
+    const auto parsed = parse_words(usage, options, words);
+    if (!parsed) {
+        return 0;
+    }
+    if (::geteuid() != 0) {
+        throw Refusal("only root can look everywhere");
+    }
+    if (run_lock_is_held()) {
+        std::cerr << "A run is going on: what it has not come to yet shows as a problem.\n";
+    }
+    Checklist checklist;
+    Totals totals;
+    check_configuration(checklist);
+    if (dir_exists(domains_dir_path().c_str())) {
+        check_domains(checklist, totals);
+    }
+    check_server(checklist, totals.domains);
+    Problems problems = checklist.problems();
+    std::stable_partition(problems.begin(), problems.end(),
+                          [](const Problem &problem) { return problem.domain.empty(); });
+    if (parsed->has("json")) {
+        print_json(problems);
+    } else {
+        print_text(problems);
+    }
+    if (parsed->has("prometheus")) {
+        write_metrics(parsed->options["prometheus"].as<std::string>(), problems, totals);
+    }
+    return problems.empty() ? 0 : 1;
+}

@@ -1,0 +1,104 @@
+#include "admin/checklist.h"
+
+#include "util/shell_quote.h"
+
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace
+{
+
+constexpr fsblkcnt_t full_percent = 1; // and less than the following is free
+constexpr fsblkcnt_t full_bytes = 1 << 30;
+constexpr fsfilcnt_t full_inodes = 10000;
+
+std::string make_command(const std::string &path, const char *mode)
+{
+    return std::string("install -d -m ") + mode + " " + shell_quote(path);
+}
+
+} // namespace
+
+void Checklist::add(ProblemKind kind, const std::string &what, const std::string &mend)
+{
+    problems_.push_back({kind, domain_, what, mend});
+}
+
+bool Checklist::expect_directory(const std::string &path, const struct stat &found,
+                                 const char *mode)
+{
+    const std::string word = shell_quote(path);
+    if (found.st_mode == 0) {
+        add(ProblemKind::place, path + " is missing", make_command(path, mode));
+    } else if (S_ISLNK(found.st_mode)) {
+        add(ProblemKind::place, path + " is a link in place of a directory",
+            "rm " + word + " && " + make_command(path, mode) +
+                "; to have it on another disk, mount that there");
+    } else if (!S_ISDIR(found.st_mode)) {
+        add(ProblemKind::place, path + " is not a directory",
+            "mv " + word + " " + shell_quote(path + ".old") + " && " + make_command(path, mode));
+    } else {
+        expect_owner(path, found);
+        expect_disk(path, found.st_dev);
+        return true;
+    }
+    return false;
+}
+
+void Checklist::expect_shared_directory(const std::string &path, const char *mode)
+{
+    struct stat found = {};
+    if (::stat(path.c_str(), &found) != 0) {
+        found.st_mode = 0;
+    }
+    expect_directory(path, found, mode);
+}
+
+void Checklist::expect_owner(const std::string &path, const struct stat &found)
+{
+    const std::string word = shell_quote(path);
+    if (found.st_uid != 0) {
+        add(ProblemKind::owner,
+            path + " belongs to the user " + std::to_string(found.st_uid) + ", not to root",
+            "chown root:root " + word);
+    } else if ((found.st_mode & S_IWOTH) != 0 ||
+               ((found.st_mode & S_IWGRP) != 0 && found.st_gid != 0)) {
+        add(ProblemKind::owner, path + " can be written to by others than root",
+            "chmod go-w " + word);
+    }
+}
+
+void Checklist::expect_program(const std::string &path, const std::string &mend)
+{
+    struct stat found = {};
+    if (::stat(path.c_str(), &found) != 0) {
+        add(ProblemKind::program, path + ": " + std::strerror(errno), mend);
+    } else if (!S_ISREG(found.st_mode) || ::access(path.c_str(), X_OK) != 0) {
+        add(ProblemKind::program, path + " is not a program that can be started",
+            "chmod 755 " + shell_quote(path));
+    } else {
+        expect_owner(path, found);
+    }
+}
+
+void Checklist::expect_disk(const std::string &path, dev_t device)
+{
+    struct statvfs disk = {};
+    if (!devices_.insert(device).second || ::statvfs(path.c_str(), &disk) != 0) {
+        return;
+    }
+    const std::string name = "the file system of " + path;
+    if ((disk.f_flag & ST_RDONLY) != 0) {
+        add(ProblemKind::disk, name + " is read-only",
+            "mount -o remount,rw \"$(findmnt -no TARGET -T " + shell_quote(path) + ")\"");
+    } else if (disk.f_bavail * 100 < disk.f_blocks * full_percent &&
+               disk.f_bavail * disk.f_frsize < full_bytes) {
+        add(ProblemKind::disk, name + " is full", "make room on it; df " + shell_quote(path));
+    } else if (disk.f_favail * 100 < disk.f_files * full_percent && disk.f_favail < full_inodes) {
+        add(ProblemKind::disk, name + " has no room for files",
+            "remove files from it; df -i " + shell_quote(path));
+    }
+}

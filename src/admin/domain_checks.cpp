@@ -1,0 +1,197 @@
+#include "admin/domain_checks.h"
+
+#include "admin/places.h"
+#include "admin/texts.h"
+#include "util/shell_quote.h"
+
+#include <fcntl.h>
+
+namespace
+{
+
+class DomainChecks
+{
+public:
+    DomainChecks(Checklist &checklist, const DomainSurvey &domain, const Surveyor &surveyor)
+        : list_(checklist), domain_(domain), surveyor_(surveyor),
+          paths_(domain_paths(domain.domain))
+    {
+    }
+
+    void check_places();
+    void check_without_generator();
+    void check_log(const ServiceSurvey &service);
+    void check_unconfigured(const ServiceSurvey &service);
+    void check_webalizer_pages(const LogSource &source);
+    void check_months(const LogSource &source, const MonthPages &pages, Month this_month);
+
+private:
+    struct stat look(const std::string &path, int flags = AT_SYMLINK_NOFOLLOW) const;
+    bool has_records(const LogSource &source) const;
+    std::string rebuild_command(const LogSource &source, Month month) const;
+
+    Checklist &list_;
+    const DomainSurvey &domain_;
+    const Surveyor &surveyor_;
+    DomainPaths paths_;
+};
+
+// What lies at the path in the domain's directory; st_mode is 0 if there is nothing.
+struct stat DomainChecks::look(const std::string &path, int flags) const
+{
+    struct stat status = {};
+    if (::fstatat(surveyor_.directory(), (domain_.domain + "/" + path).c_str(), &status, flags) !=
+        0) {
+        status.st_mode = 0;
+    }
+    return status;
+}
+
+bool DomainChecks::has_records(const LogSource &source) const
+{
+    const struct stat raw = look(std::string("logs/") + source.log_name, 0);
+    return S_ISREG(raw.st_mode) && raw.st_size != 0;
+}
+
+std::string DomainChecks::rebuild_command(const LogSource &source, Month month) const
+{
+    return "statistics_admin rebuild " + shell_quote(domain_.domain) + " --service " +
+           source.service + " --month " + month_name(month);
+}
+
+void DomainChecks::check_places()
+{
+    list_.expect_owner(domains_dir_path() + domain_.domain, look("", 0));
+    list_.expect_directory(domains_dir_path() + domain_.domain + "/logs", domain_.logs, "750");
+    list_.expect_directory(domains_dir_path() + domain_.domain + "/statistics", look("statistics"),
+                           "755");
+    const struct stat conf = look("conf");
+    if (domain_.kind != webstat_awstats || conf.st_mode != 0) {
+        list_.expect_directory(domains_dir_path() + domain_.domain + "/conf", conf, "755");
+    }
+}
+
+void DomainChecks::check_without_generator()
+{
+    bool has_something = false;
+    bool has_configuration = false;
+    for (const ServiceSurvey &service : domain_.services) {
+        has_something =
+            has_something || service.waiting_bytes != 0 ||
+            look(std::string("statistics/") + service.source->webstat_dir + "/index.html")
+                    .st_mode != 0;
+        has_configuration = has_configuration || service.configured;
+    }
+    for (const LogSource &source : log_sources) {
+        has_something = has_something || has_records(source);
+    }
+    const std::string word = shell_quote(domain_.domain);
+    if (has_configuration) {
+        list_.add(ProblemKind::no_generator,
+                  "has AWStats configurations, but not the one that makes AWStats its generator: "
+                  "every run deletes "
+                  "its records",
+                  "restore " + awstats_conf_path(domain_.domain, "http"));
+    } else if (has_something && look(std::string("conf/") + no_statistics_name).st_mode == 0) {
+        list_.add(ProblemKind::no_generator,
+                  "has logs or pages, but no generator: every run deletes its records",
+                  "statistics_admin add " + word +
+                      " --generator awstats, or 'statistics_admin remove " + word +
+                      "' if that is meant");
+    }
+}
+
+void DomainChecks::check_log(const ServiceSurvey &service)
+{
+    const std::string path = prepared_log_path(paths_, *service.source);
+    if (service.wrong_type) {
+        list_.add(ProblemKind::place, path + " is not a regular file",
+                  "mv " + shell_quote(path) + " " + shell_quote(path + ".old"));
+    } else if (service.waiting_bytes != 0) {
+        list_.add(ProblemKind::waiting,
+                  path + " still holds " + size_text(service.waiting_bytes) +
+                      " of records, the first of " + time_text(service.waiting_since),
+                  "flock " + std::string(run_lock_path) + " statistics_run --calculate-domain " +
+                      shell_quote(domain_.domain) + " tells why they are not taken in");
+    }
+}
+
+void DomainChecks::check_unconfigured(const ServiceSurvey &service)
+{
+    if (service.waiting_bytes != 0 || has_records(*service.source)) {
+        const std::string word = shell_quote(domain_.domain);
+        list_.add(ProblemKind::no_configuration,
+                  std::string(service.source->log_name) + " has records, but there is no " +
+                      awstats_conf_path(domain_.domain, service.source->service),
+                  "write that file, or statistics_admin remove --force " + word +
+                      " && statistics_admin add " + word + " --generator awstats");
+    }
+}
+
+void DomainChecks::check_webalizer_pages(const LogSource &source)
+{
+    const struct stat found = look(std::string("statistics/") + source.webstat_dir);
+    if (found.st_mode != 0) {
+        list_.expect_directory(statistics_subdir_path(paths_, source), found, "755");
+    }
+}
+
+void DomainChecks::check_months(const LogSource &source, const MonthPages &pages, Month this_month)
+{
+    const std::string directory = statistics_subdir_path(paths_, source);
+    if (!list_.expect_directory(directory, pages.directory, "755")) {
+        return;
+    }
+    for (const Month month : pages.stale) {
+        list_.add(ProblemKind::stale_pages,
+                  directory + "/" + month_name(month) +
+                      ": the pages are missing or older than AWStats' data",
+                  rebuild_command(source, month));
+    }
+    for (const Month month : pages.expired) {
+        const std::string path = directory + "/" + month_name(month);
+        list_.add(ProblemKind::expired_month, path + " has passed the time to live",
+                  "rm -r " + shell_quote(path));
+    }
+    const bool has_this_month = !pages.data.empty() && pages.data.back() == this_month;
+    if (has_this_month && pages.current.empty()) {
+        list_.add(ProblemKind::place, directory + "/current is missing or no link",
+                  "rm -rf " + shell_quote(directory + "/current") + " && " +
+                      rebuild_command(source, this_month));
+    } else if (has_this_month && pages.current != month_name(this_month)) {
+        list_.add(ProblemKind::stale_pages,
+                  directory + "/current leads to " + pages.current + ", not to " +
+                      month_name(this_month),
+                  rebuild_command(source, this_month));
+    }
+}
+
+} // namespace
+
+void check_domain(Checklist &checklist, const DomainSurvey &domain, const Surveyor &surveyor,
+                  MonthPagesSurveyor &months)
+{
+    DomainChecks checks(checklist, domain, surveyor);
+    checklist.begin_domain(domain.domain);
+    if (domain.logs.st_mode == 0 && domain.kind == webstat_none) {
+        return; // a directory of something else
+    }
+    checks.check_places();
+    if (domain.kind == webstat_none) {
+        checks.check_without_generator();
+        return;
+    }
+    for (const ServiceSurvey &service : domain.services) {
+        if (!service.configured) {
+            checks.check_unconfigured(service);
+            continue;
+        }
+        checks.check_log(service);
+        if (domain.kind == webstat_awstats) {
+            checks.check_months(*service.source, months.survey(domain.domain, *service.source),
+                                months.this_month());
+        } else {
+            checks.check_webalizer_pages(*service.source);
+        }
+    }
+}

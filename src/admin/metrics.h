@@ -1,0 +1,21 @@
+#pragma once
+
+#include "admin/problems.h"
+#include "domain/domains.h"
+
+#include <cstdint>
+#include <ctime>
+#include <limits>
+#include <map>
+#include <string>
+
+// What a check has counted besides the problems.
+struct Totals {
+    std::map<WebstatKind, std::size_t> domains;
+    std::uintmax_t waiting_bytes = 0;
+    std::time_t waiting_since = std::numeric_limits<std::time_t>::max();
+};
+
+// Writes the problems by kind and the totals in Prometheus' text format to the file, which is replaced
+// as a whole. Throws Refusal if that fails.
+void write_metrics(const std::string &path, const Problems &problems, const Totals &totals);

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "admin/awstats_data.h"
+#include "admin/survey.h"
+
+#include <sys/stat.h>
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+// The pages of a service of an AWStats domain beside the data that they are made from.
+struct MonthPages {
+    struct stat directory = {}; // of all months; st_mode is 0 if there is nothing
+    std::vector<Month> data;    // months that there is data of, in order
+    std::vector<Month> stale;   // those that are kept, but have no page as new as the data
+    std::vector<Month> expired; // months that are not kept any more, but have pages
+    std::string current; // where the link "current" leads; empty if it is no link or not looked at
+};
+
+class MonthPagesSurveyor
+{
+public:
+    explicit MonthPagesSurveyor(const Surveyor &surveyor);
+
+    // "current" is looked at only if there is data of this month.
+    MonthPages survey(const std::string &domain, const LogSource &source);
+
+    Month this_month() const { return this_month_; }
+
+    // The newest month that the domain does not keep any more. Throws
+    // boost::filesystem::filesystem_error as read_stat_ttl does.
+    Month newest_expired(const std::string &domain) const;
+
+private:
+    bool page_is_older(const std::string &directory, const std::string &configuration,
+                       const std::string &data, Month month, nlink_t *months) const;
+    void list_expired(const std::string &directory, const std::string &domain,
+                      MonthPages &pages) const;
+
+    const Surveyor &surveyor_;
+    std::time_t now_;
+    Month this_month_;
+    AwstatsData data_;
+};

@@ -1,0 +1,177 @@
+#include "admin/command.h"
+#include "admin/month_pages.h"
+#include "admin/places.h"
+#include "admin/progress.h"
+#include "admin/run_lock.h"
+#include "awstats/monthly_pages.h"
+#include "util/bounded_format.h"
+#include "webalizer/frame_pages.h"
+
+#include <algorithm>
+#include <iostream>
+
+namespace po = boost::program_options;
+
+namespace
+{
+
+const Usage usage = {
+    "rebuild", "[DOMAIN]...",
+    "Makes the pages of a month again from AWStats' data, with the month's link and the\n"
+    "frame pages, for the AWStats domains that are named or for all of them: this month's,\n"
+    "unless the options say otherwise. Needs that no run is going on."};
+
+po::options_description describe_options()
+{
+    po::options_description options("Options");
+    options.add_options()("month", po::value<std::string>()->value_name("YYYY-MM"),
+                          "This month")("service", po::value<std::string>()->value_name("SERVICE"),
+                                        "Only http, https, anon_ftp or ftp")(
+        "stale", "Every month that is kept and whose data is newer than its pages")(
+        "wait", "Wait for the end of a run instead of giving up");
+    return options;
+}
+
+// What to rebuild.
+struct Selection {
+    std::vector<std::string> domains;
+    std::string service; // empty for all
+    Month month = no_month;
+    bool stale = false;
+};
+
+struct Job {
+    std::string domain;
+    const LogSource *source;
+    Month month;
+};
+
+Selection read_words(const ParsedWords &words)
+{
+    Selection selection;
+    selection.domains = words.operands;
+    selection.stale = words.has("stale");
+    if (words.has("service")) {
+        selection.service = words.options["service"].as<std::string>();
+        const bool is_known = std::any_of(
+            std::begin(log_sources), std::end(log_sources), [&](const LogSource &source) {
+                return has_own_statistics(source) && selection.service == source.service;
+            });
+        if (!is_known) {
+            throw Refusal("'" + selection.service +
+                          "' is not a service: http, https, anon_ftp, ftp");
+        }
+    }
+    if (words.has("month")) {
+        const std::string month = words.options["month"].as<std::string>();
+        selection.month = month_of_name(month);
+        if (selection.month == no_month || selection.stale) {
+            throw Refusal(selection.stale ? "--month and --stale exclude each other"
+                                          : "'" + month + "' is not a month, as 2026-11 is");
+        }
+    }
+    return selection;
+}
+
+// The months of a service that are to be rebuilt; none where AWStats has no data of the month.
+std::vector<Month> selected_months(const Selection &selection, const std::string &domain,
+                                   const LogSource &source, MonthPagesSurveyor &surveyor)
+{
+    const MonthPages pages = surveyor.survey(domain, source);
+    if (selection.stale) {
+        return pages.stale;
+    }
+    const Month month = selection.month == no_month ? surveyor.this_month() : selection.month;
+    if (std::find(pages.data.begin(), pages.data.end(), month) == pages.data.end()) {
+        return {};
+    }
+    if (month <= surveyor.newest_expired(domain)) {
+        throw Refusal(domain + " does not keep " + month_name(month) +
+                      ": see its conf/stat_ttl.conf");
+    }
+    return {month};
+}
+
+std::vector<Job> plan(const Selection &selection, const Surveyor &surveyor,
+                      MonthPagesSurveyor &months)
+{
+    std::vector<Job> jobs;
+    for (const std::string &domain :
+         selection.domains.empty() ? surveyor.domains() : selection.domains) {
+        const DomainSurvey survey =
+            selection.domains.empty() ? surveyor.survey(domain) : surveyor.survey_named(domain);
+        if (survey.kind != webstat_awstats && !selection.domains.empty()) {
+            throw Refusal(domain + " has no AWStats pages: its generator is " +
+                          generator_name(survey.kind));
+        }
+        const std::size_t jobs_before = jobs.size();
+        for (const ServiceSurvey &service : survey.services) {
+            const bool is_selected =
+                selection.service.empty() || selection.service == service.source->service;
+            if (survey.kind == webstat_awstats && service.configured && is_selected) {
+                for (const Month month :
+                     selected_months(selection, domain, *service.source, months)) {
+                    jobs.push_back({domain, service.source, month});
+                }
+            }
+        }
+        if (jobs.size() == jobs_before && !selection.stale && !selection.domains.empty()) {
+            throw Refusal(domain + ": AWStats has no data of that month");
+        }
+    }
+    return jobs;
+}
+
+// This month's pages are made as a run makes them, with "current" and the time-to-live.
+bool build(const Job &job, MonthPagesSurveyor &months)
+{
+    const DomainPaths paths = domain_paths(job.domain);
+    bool is_built = false;
+    if (job.month == months.this_month()) {
+        build_current_month_pages(paths, *job.source);
+        const std::vector<Month> stale = months.survey(job.domain, *job.source).stale;
+        is_built = std::find(stale.begin(), stale.end(), job.month) == stale.end();
+    } else {
+        tm month = {};
+        month.tm_year = job.month / 12 - 1900;
+        month.tm_mon = job.month % 12;
+        is_built = build_month_pages(paths, *job.source, month);
+    }
+    write_frame_pages(
+        format_bounded("%s/%s", statistics_dir_path(paths).c_str(), job.source->webstat_dir));
+    return is_built;
+}
+
+} // namespace
+
+int rebuild_command(const std::vector<std::string> &words)
+{
+    const auto parsed = parse_words(usage, describe_options(), words);
+    if (!parsed) {
+        return 0;
+    }
+    require_readable_configuration();
+    const Selection selection = read_words(*parsed);
+    const Descriptor lock = take_run_lock(parsed->has("wait") ? RunLock::wait : RunLock::refuse);
+    const Surveyor surveyor;
+    MonthPagesSurveyor months(surveyor);
+    const std::vector<Job> jobs = plan(selection, surveyor, months);
+    int status = 0;
+    Progress progress("Making pages", jobs.size());
+    for (const Job &job : jobs) {
+        progress.step();
+        const std::string name =
+            job.domain + " " + job.source->service + " " + month_name(job.month);
+        std::cout << name << std::endl;
+        try {
+            if (build(job, months)) {
+                continue;
+            }
+            std::cerr << "statistics_admin: " + name + ": the pages could not be made; see above\n";
+        } catch (const std::exception &error) {
+            std::cerr << "statistics_admin: " + name + ": " + error.what() + "\n";
+        }
+        status = 1;
+    }
+    return status;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+// The time in the local time zone, as strftime formats it; "-" for 0.
+std::string time_text(std::time_t time, const char *format = "%Y-%m-%d %H:%M");
+
+// "0", "512 B", "1.5 KiB" and so on.
+std::string size_text(std::uintmax_t bytes);
