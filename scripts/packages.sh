@@ -4,7 +4,7 @@
 # What the build needs.
 # shellcheck disable=SC2034
 build_packages=(g++ cmake make libboost-filesystem-dev libboost-program-options-dev
-    libboost-system-dev libssl-dev nlohmann-json3-dev)
+    libboost-system-dev libssl-dev nlohmann-json3-dev zlib1g-dev)
 
 # What its tests need, the checks of how it is written, and the tests of its pages.
 # shellcheck disable=SC2034

@@ -17,13 +17,6 @@ void lay_out(const SampleServer &server)
     server.addDomain("d.example", Kind::none);
 }
 
-// From the environment: the sweep is divided among processes.
-std::size_t number(const char *name, std::size_t otherwise)
-{
-    const char *const text = std::getenv(name);
-    return text == nullptr ? otherwise : std::stoul(text);
-}
-
 } // namespace
 
 using Faults = InTempDir;
@@ -36,7 +29,7 @@ TEST_F(Faults, OfSystemCalls)
         [&] { trial.prepare(); },
         [&](const Outcome &outcome, const Fault &fault) { return trial.judge(outcome, fault.count, fault.killed); },
         ACCEPTED};
-    const Violations wrong = sweep.run(number("FIRST_FAULT", 0), number("FAULT_STEP", 20));
+    const Violations wrong = sweep.run(fault_number("FIRST_FAULT", 0), fault_number("FAULT_STEP", 20));
     std::cout << trial.doubled << " records taken in again\n";
     for (const std::string &text : wrong) {
         ADD_FAILURE() << text;

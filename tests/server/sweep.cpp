@@ -23,7 +23,7 @@ const std::pair<std::regex, Words> ways[] = {
     {std::regex("^close"), {"EIO"}},
     {std::regex("^(pipe|dup|fcntl.*DUPFD)"), {"EMFILE"}},
     {std::regex("^write\\([12]<"), {"EIO", "EINTR"}},
-    {std::regex("^write"), {"EIO", "ENOSPC", "KILL"}},
+    {std::regex("^p?write"), {"EIO", "ENOSPC", "KILL"}},
     {std::regex("^open.*O_CREAT"), {"EACCES", "ENOSPC", "EMFILE", "KILL"}},
     {std::regex("^open"), {"EACCES", "EIO", "EMFILE"}},
     {std::regex("^(mkdir|symlink|link|rename|f?truncate|f.*sync)"), {"EIO", "ENOSPC", "KILL"}},
@@ -193,6 +193,12 @@ std::pair<Outcome, Fault> disturb(const Words &command, const Plan &plan, const 
 }
 
 } // namespace
+
+std::size_t fault_number(const char *name, std::size_t otherwise)
+{
+    const char *const text = std::getenv(name);
+    return text == nullptr ? otherwise : std::stoul(text);
+}
 
 Violations Sweep::run(std::size_t first, std::size_t step) const
 {

@@ -26,3 +26,6 @@ struct Sweep {
     // reason to accept something held, and returns what is left: "DEED: VIOLATION".
     Violations run(std::size_t first, std::size_t step) const;
 };
+
+// A number from the environment, or the other one: a sweep is divided among processes.
+std::size_t fault_number(const char *name, std::size_t otherwise);

@@ -1,0 +1,169 @@
+#include "preparation/log_file.h"
+
+#include <openssl/sha.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+constexpr unsigned compressed_buffer_size = 131072;
+constexpr std::size_t skip_size = 65536;
+constexpr std::size_t fingerprint_bytes = 16;
+
+std::string fingerprint(const std::string &text, std::uint64_t length)
+{
+    if (length == 0) {
+        return "-";
+    }
+    unsigned char digest[SHA256_DIGEST_LENGTH];
+    ::SHA256(reinterpret_cast<const unsigned char *>(text.data()), length, digest);
+    char hex[2 * fingerprint_bytes + 1];
+    for (std::size_t i = 0; i < fingerprint_bytes; ++i) {
+        std::snprintf(hex + 2 * i, 3, "%02x", digest[i]);
+    }
+    return hex;
+}
+
+std::uint64_t fingerprinted(std::uint64_t taken)
+{
+    return std::min<std::uint64_t>(taken, fingerprint_reach);
+}
+
+} // namespace
+
+LogFile::LogFile(Place place) : place_(std::move(place)), file_(open_file(place_, O_RDONLY))
+{
+    if (!is_compressed(place_.name)) {
+        beginning_ = readAt(0, fingerprint_reach);
+        return;
+    }
+    const int copy = ::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0); // closed with the stream
+    if (copy == -1) {
+        fail(place_.path);
+    }
+    compressed_.reset(gzdopen(copy, "r"));
+    if (compressed_ == nullptr) {
+        ::close(copy);
+        errno = ENOMEM;
+        fail(place_.path);
+    }
+    gzbuffer(compressed_.get(), compressed_buffer_size);
+    beginning_.resize(fingerprint_reach);
+    beginning_.resize(readCompressed(beginning_.data(), beginning_.size()));
+    gzrewind(compressed_.get());
+}
+
+bool LogFile::isKnownAs(const TakenFile &file) const
+{
+    const std::uint64_t length = fingerprinted(file.taken);
+    return length > 0 && beginning_.size() >= length &&
+           fingerprint(beginning_, length) == file.fingerprint;
+}
+
+bool LogFile::isTheSame() const
+{
+    return compressed_ != nullptr || readAt(0, beginning_.size()) == beginning_;
+}
+
+std::uint64_t LogFile::upToEnd(std::uint64_t bytes) const
+{
+    const auto size = static_cast<std::uint64_t>(place_.status.st_size);
+    return compressed_ != nullptr ? bytes : std::min(bytes, size);
+}
+
+std::size_t LogFile::read(char *buffer, std::size_t size)
+{
+    if (compressed_ != nullptr) {
+        return readCompressed(buffer, size);
+    }
+    const std::uint64_t count_to_end = upToEnd(next_ + size) - upToEnd(next_);
+    const ssize_t count = ::pread(file_.get(), buffer, count_to_end, static_cast<off_t>(next_));
+    if (count < 0) {
+        fail(place_.path);
+    }
+    next_ += static_cast<std::uint64_t>(count);
+    return static_cast<std::size_t>(count);
+}
+
+void LogFile::skip(std::uint64_t bytes)
+{
+    if (compressed_ == nullptr) {
+        next_ += bytes;
+        return;
+    }
+    std::vector<char> passed(skip_size);
+    while (bytes > 0) {
+        const std::size_t count =
+            readCompressed(passed.data(), std::min<std::uint64_t>(bytes, passed.size()));
+        if (count == 0) {
+            return;
+        }
+        bytes -= count;
+    }
+}
+
+void LogFile::sync() const
+{
+    if (::fdatasync(file_.get()) != 0) {
+        fail(place_.path);
+    }
+}
+
+TakenFile LogFile::asTaken(std::uint64_t bytes) const
+{
+    TakenFile file;
+    file.name = place_.name;
+    file.inode = place_.status.st_ino;
+    file.size = static_cast<std::uint64_t>(place_.status.st_size);
+    file.changed = changed_at(place_.status);
+    file.taken = bytes;
+    file.fingerprint = fingerprint(beginning_, fingerprinted(bytes));
+    return file;
+}
+
+std::size_t LogFile::readCompressed(char *buffer, std::size_t size)
+{
+    errno = 0;
+    const int count = gzread(compressed_.get(), buffer, static_cast<unsigned>(size));
+    int code = Z_OK;
+    gzerror(compressed_.get(), &code);
+    if (code == Z_ERRNO) {
+        fail(place_.path);
+    }
+    if (count < 0 || code != Z_OK) {
+        fail(place_.path, "is damaged or cut short");
+    }
+    if (count > 0 && gzdirect(compressed_.get()) != 0) {
+        fail(place_.path, "is not compressed");
+    }
+    return static_cast<std::size_t>(count);
+}
+
+std::string LogFile::readAt(std::uint64_t from, std::size_t size) const
+{
+    std::string text(size, '\0');
+    const ssize_t count = ::pread(file_.get(), text.data(), size, static_cast<off_t>(from));
+    if (count < 0) {
+        fail(place_.path);
+    }
+    text.resize(static_cast<std::size_t>(count));
+    return text;
+}
+
+bool is_compressed(const std::string &name)
+{
+    return name.size() > 3 && name.compare(name.size() - 3, 3, ".gz") == 0;
+}
+
+std::int64_t changed_at(const struct stat &status)
+{
+    return status.st_ctim.tv_sec * std::int64_t{1000000000} + status.st_ctim.tv_nsec;
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "domain/log_position.h"
+#include "preparation/place.h"
+
+#include <zlib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+// A raw log, or a file that it was rotated to, open for reading; compressed if its name ends in
+// ".gz". Of a file that is not compressed, no more is read than it held when it was opened. Nothing
+// here changes a file. Failures are thrown with the path of the file: korvo::SystemError, and
+// std::runtime_error for a compressed file that is damaged.
+class LogFile
+{
+public:
+    // Opens the file at the place and reads its beginning.
+    explicit LogFile(Place place);
+
+    const Place &place() const { return place_; }
+
+    // Its first bytes, fingerprint_reach of them if there are as many.
+    const std::string &beginning() const { return beginning_; }
+
+    // Whether it begins with what was taken from the other one. Where nothing was, nobody can tell.
+    bool isKnownAs(const TakenFile &file) const;
+
+    // Whether it is still unchanged in its beginning: if not, it was truncated or written anew.
+    bool isTheSame() const;
+
+    // So many bytes, or all that it holds if that is less and it is not compressed.
+    std::uint64_t upToEnd(std::uint64_t bytes) const;
+
+    // Reads the next bytes, at most so many. Returns how many; 0 at the end.
+    std::size_t read(char *buffer, std::size_t size);
+
+    // Passes over bytes, less if it has less.
+    void skip(std::uint64_t bytes);
+
+    // Returns when what it holds lies safely on the disk.
+    void sync() const;
+
+    // What there is to remember when so many bytes are taken.
+    TakenFile asTaken(std::uint64_t bytes) const;
+
+private:
+    struct CloseGz {
+        void operator()(gzFile_s *file) const noexcept { gzclose_r(file); }
+    };
+
+    std::size_t readCompressed(char *buffer, std::size_t size);
+    std::string readAt(std::uint64_t from, std::size_t size) const;
+
+    Place place_;
+    Descriptor file_;
+    std::unique_ptr<gzFile_s, CloseGz> compressed_;
+    std::uint64_t next_ = 0; // where the next bytes are
+    std::string beginning_;
+};
+
+// Whether the name is one of a compressed file.
+bool is_compressed(const std::string &name);
+
+// When the status was last changed, in nanoseconds.
+std::int64_t changed_at(const struct stat &status);

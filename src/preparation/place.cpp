@@ -1,0 +1,148 @@
+#include "preparation/place.h"
+
+#include "exec/system_error.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <deque>
+#include <stdexcept>
+#include <utility>
+
+namespace
+{
+
+constexpr int most_links = 40;
+
+// The names of a path before the others.
+void prepend(std::deque<std::string> &names, const std::string &path)
+{
+    std::size_t end = path.size();
+    while (end > 0) {
+        const std::size_t slash = path.rfind('/', end - 1);
+        const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
+        if (begin < end) {
+            names.push_front(path.substr(begin, end - begin));
+        }
+        end = slash == std::string::npos ? 0 : slash;
+    }
+}
+
+std::string directory_path(const Place &place)
+{
+    const std::size_t length = place.path.size() - place.name.size();
+    return length <= 1 ? "/" : place.path.substr(0, length - 1);
+}
+
+// Where the link at the place leads to; `links` were met up to this one.
+std::string target_of(const Place &place, int links)
+{
+    if (links > most_links) {
+        errno = ELOOP;
+        fail(place.path);
+    }
+    struct stat around = {};
+    if (::fstat(place.directory, &around) != 0) {
+        fail(place.path);
+    }
+    if (place.status.st_uid != 0 || around.st_uid != 0 || (around.st_mode & 022U) != 0) {
+        fail(place.path, "is a link that others than root can have made");
+    }
+    char target[PATH_MAX];
+    const ssize_t length = ::readlinkat(place.directory, place.name.c_str(), target, sizeof target);
+    if (length < 0) {
+        fail(place.path);
+    }
+    if (length == 0 || std::count(target, target + length, '/') == length) {
+        fail(place.path, "is a link to no file");
+    }
+    return {target, static_cast<std::size_t>(length)};
+}
+
+} // namespace
+
+Place place_at(int directory, const std::string &path, const std::string &name)
+{
+    Place place;
+    place.directory = directory;
+    place.name = name;
+    place.path = path + (path == "/" ? "" : "/") + name;
+    place.exists = ::fstatat(directory, name.c_str(), &place.status, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!place.exists && errno != ENOENT) {
+        fail(place.path);
+    }
+    return place;
+}
+
+Place beside(const Place &place, const std::string &name)
+{
+    return place_at(place.directory, directory_path(place), name);
+}
+
+Place find_place(int directory, const std::string &path, const std::string &name)
+{
+    std::deque<std::string> names;
+    prepend(names, name);
+    Descriptor entered; // if it is not the one given
+    std::string around = path;
+    int links = 0;
+    while (true) {
+        Place place = place_at(directory, around, names.front());
+        names.pop_front();
+        if (place.exists && S_ISLNK(place.status.st_mode)) {
+            const std::string target = target_of(place, ++links);
+            prepend(names, target);
+            if (target[0] == '/') {
+                entered = Descriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+                around = "/";
+            }
+        } else if (names.empty() || !place.exists) {
+            place.owned = std::move(entered);
+            return place;
+        } else {
+            entered = open_directory(place);
+            around = place.path;
+        }
+        directory = entered.is_open() ? entered.get() : directory;
+    }
+}
+
+Descriptor open_directory(const Place &place)
+{
+    Descriptor directory(::openat(place.directory, place.name.c_str(),
+                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!directory.is_open()) {
+        fail(place.path);
+    }
+    return directory;
+}
+
+Descriptor open_file(Place &place, int flags)
+{
+    const char *const no_file = "is not a regular file";
+    if (!S_ISREG(place.status.st_mode)) {
+        fail(place.path, no_file);
+    }
+    Descriptor file(::openat(place.directory, place.name.c_str(),
+                             flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.is_open() || ::fstat(file.get(), &place.status) != 0) {
+        fail(place.path);
+    }
+    if (!S_ISREG(place.status.st_mode)) {
+        fail(place.path, no_file);
+    }
+    return file;
+}
+
+void fail(const std::string &path)
+{
+    korvo::raiseSystemError(path, errno);
+}
+
+void fail(const std::string &path, const std::string &reason)
+{
+    throw std::runtime_error(path + ": " + reason);
+}

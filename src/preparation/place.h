@@ -1,0 +1,50 @@
+#pragma once
+
+#include "util/descriptors.h"
+
+#include <sys/stat.h>
+
+#include <string>
+
+// Finding files in directories that belong to others. A symbolic link counts only if it belongs to
+// root and lies in a directory that belongs to root and that nobody else may write to: then only
+// root can have made it.
+
+// A name in an open directory, which is not a symbolic link.
+struct Place {
+    Descriptor owned;   // the directory, if it is not one that the caller has
+    int directory = -1; // the directory
+    std::string name;
+    std::string path;        // for messages
+    struct stat status = {}; // of what is there
+    bool exists = false;
+
+    bool isFile() const { return exists && S_ISREG(status.st_mode); }
+    bool isDirectory() const { return exists && S_ISDIR(status.st_mode); }
+};
+
+// Looks at the name in the directory, and follows no link. Throws korvo::SystemError.
+Place place_at(int directory, const std::string &path, const std::string &name);
+
+// The same for another name in the directory of a place.
+Place beside(const Place &place, const std::string &name);
+
+// Finds the name in the directory, which must stay open as long as the place is used, and follows
+// links. path: the path of the directory, for messages. What is not there is no error; a link that
+// leads to nothing leads to the place where the file would be. Throws korvo::SystemError, and
+// std::runtime_error for a link that does not count; both name the path.
+Place find_place(int directory, const std::string &path, const std::string &name);
+
+// Opens the directory at the place, to find places in it or to sync it. Throws korvo::SystemError.
+Descriptor open_directory(const Place &place);
+
+// Opens the regular file at the place with the flags besides those that keep links out. Throws
+// std::runtime_error if something else is there, which is not opened, and korvo::SystemError. Tells
+// its status anew.
+Descriptor open_file(Place &place, int flags);
+
+// Throws korvo::SystemError with the path and the text of errno.
+[[noreturn]] void fail(const std::string &path);
+
+// Throws std::runtime_error with the path and the reason.
+[[noreturn]] void fail(const std::string &path, const std::string &reason);

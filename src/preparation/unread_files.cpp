@@ -1,0 +1,196 @@
+#include "preparation/unread_files.h"
+
+#include "exec/system_error.h"
+#include "preparation/line_reader.h"
+#include "preparation/rotated_logs.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+using Names = std::vector<std::string>;
+
+bool is_unchanged_file(const Place &place, const TakenFile &file)
+{
+    return place.exists && place.name == file.name && place.status.st_ino == file.inode &&
+           static_cast<std::uint64_t>(place.status.st_size) == file.size &&
+           changed_at(place.status) == file.changed;
+}
+
+bool is_older_unchanged(const Place &log, const LogPosition &position)
+{
+    return position.files.size() == 1 ||
+           is_unchanged_file(beside(log, position.files[0].name), position.files[0]);
+}
+
+Names chain(const Place &log)
+{
+    Names names = rotated_logs(log);
+    if (beside(log, log.name).exists) {
+        names.push_back(log.name);
+    }
+    return names;
+}
+
+LogFile open_log(const Place &log, const std::string &name)
+{
+    Place place = beside(log, name);
+    if (!place.exists) {
+        throw LogChanged();
+    }
+    try {
+        return LogFile(std::move(place));
+    } catch (const korvo::ExSystemError<ENOENT> &) {
+        throw LogChanged();
+    }
+}
+
+// The newest file of the names up to `end` that is the one taken or, unless null, the older one.
+// What is passed meanwhile, and the file, come to the front of the files. Returns its place among
+// the names, or `end` if there is none; then all of them are passed.
+std::size_t find_taken(const Place &log, const Names &names, std::size_t end,
+                       const TakenFile &taken, const TakenFile *older,
+                       std::deque<UnreadFile> &files)
+{
+    for (std::size_t i = end; i > 0; --i) {
+        files.push_front({open_log(log, names[i - 1]), 0});
+        for (const TakenFile *const known : {&taken, older}) {
+            if (known != nullptr && files.front().file.isKnownAs(*known)) {
+                files.front().taken = files.front().file.upToEnd(known->taken);
+                return i - 1;
+            }
+        }
+    }
+    return end;
+}
+
+bool was_written_after(const UnreadFile &file, std::int64_t time)
+{
+    const timespec &written = file.file.place().status.st_mtim;
+    return written.tv_sec * std::int64_t{1000000000} + written.tv_nsec > time;
+}
+
+// Drops the copy of the log, made to truncate the log next, from before the log.
+void drop_copy(std::deque<UnreadFile> &files)
+{
+    if (files.size() < 2) {
+        return;
+    }
+    const LogFile &log = files.back().file;
+    const UnreadFile &copy = files[files.size() - 2];
+    const std::string &beginning = copy.file.beginning();
+    if (copy.taken == 0 && !beginning.empty() && !is_compressed(copy.file.place().name) &&
+        copy.file.place().status.st_size <= log.place().status.st_size &&
+        log.beginning().compare(0, beginning.size(), beginning) == 0) {
+        files.erase(files.end() - 2);
+    }
+}
+
+// Whether the names still name the files.
+bool is_same_chain(const Place &log, const Names &names, const std::deque<UnreadFile> &files)
+{
+    return chain(log) == names && std::all_of(files.begin(), files.end(), [&](const auto &file) {
+               const Place &opened = file.file.place();
+               return beside(log, opened.name).status.st_ino == opened.status.st_ino;
+           });
+}
+
+// Reads the log on, if it is the one taken and the older file is unchanged.
+bool find_rest(const Place &log, const LogPosition &position, Unread &unread)
+{
+    const TakenFile &newest = position.files.back();
+    if (!log.exists || newest.taken == 0 || !is_older_unchanged(log, position)) {
+        return false;
+    }
+    LogFile file = open_log(log, log.name);
+    if (!file.isKnownAs(newest)) {
+        return false;
+    }
+    if (position.files.size() > 1) {
+        unread.kept = position.files[0];
+    }
+    const std::uint64_t taken = file.upToEnd(newest.taken);
+    if (taken < newest.taken) {
+        unread.message = log.path + ": is shorter than what was taken of it; going on from its end";
+    }
+    unread.files.push_back({std::move(file), taken});
+    return true;
+}
+
+std::string message_of_loss(const Place &log, const std::deque<UnreadFile> &files)
+{
+    const auto next = std::find_if(files.begin(), files.end(),
+                                   [](const UnreadFile &file) { return file.taken == 0; });
+    return log.path +
+           ": the log that was being read is gone, with what it held after the last line taken; "
+           "going on from the beginning of " +
+           (next == files.end() ? "the next one" : next->file.place().name);
+}
+
+void find_rotated(const Place &log, const LogPosition &position, const Names &names, Unread &unread)
+{
+    std::deque<UnreadFile> &files = unread.files;
+    const TakenFile &newest = position.files.back();
+    const TakenFile *const older = position.files.size() > 1 ? &position.files[0] : nullptr;
+    const std::size_t found = find_taken(log, names, names.size(), newest, older, files);
+    if (found < names.size() && files.front().file.isKnownAs(newest)) {
+        std::deque<UnreadFile> passed;
+        if (older != nullptr && find_taken(log, names, found, *older, nullptr, passed) < found) {
+            files.push_front(std::move(passed.front()));
+        }
+        return;
+    }
+    const bool none_found = found == names.size() && (older != nullptr || newest.taken > 0);
+    while (none_found && !files.empty() && files.front().file.place().name != log.name &&
+           !was_written_after(files.front(), newest.changed)) {
+        files.pop_front();
+    }
+    if (newest.taken > 0) {
+        unread.message = message_of_loss(log, files);
+    }
+}
+
+} // namespace
+
+bool is_unchanged(const Place &log, const LogPosition &position)
+{
+    return !position.files.empty() && is_unchanged_file(log, position.files.back()) &&
+           is_older_unchanged(log, position);
+}
+
+LogPosition first_position(const Place &log)
+{
+    LogPosition position;
+    const Names names = rotated_logs(log);
+    for (auto name = names.rbegin(); name != names.rend() && position.files.empty(); ++name) {
+        LogFile file = open_log(log, *name);
+        const std::uint64_t lines = read_lines(file, 0, nullptr);
+        if (lines > 0) {
+            position.files.push_back(file.asTaken(lines));
+        }
+    }
+    TakenFile nothing;
+    nothing.name = log.name;
+    nothing.changed = changed_at(log.status);
+    nothing.fingerprint = "-";
+    position.files.push_back(nothing);
+    return position;
+}
+
+Unread find_unread(const Place &log, const LogPosition &position)
+{
+    Unread unread;
+    if (!find_rest(log, position, unread)) {
+        const Names names = chain(log);
+        find_rotated(log, position, names, unread);
+        drop_copy(unread.files);
+        if (!is_same_chain(log, names, unread.files)) {
+            throw LogChanged();
+        }
+    }
+    return unread;
+}

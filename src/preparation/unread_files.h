@@ -1,0 +1,50 @@
+#pragma once
+
+#include "domain/log_position.h"
+#include "preparation/log_file.h"
+
+#include <deque>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+// What there is to read of a log since it was last read, whatever has become of its file.
+//
+// The log and the files that it was rotated to are a chain in the order of time. The position tells
+// the file that was being read and an older one, which its writer may still have open; both are
+// found by how they begin. What is unread is the rest of both and all that is newer than them:
+// - The log begins as before: only the rest of it, and of the older file.
+// - A rotated file does: the rest of it, the files after it, and the log.
+// - Only the older one is found: what follows it, and a message that the other one is gone.
+// - None is: the log, and those files that were written to after the last look at the log; also
+//   with the message.
+// A copy of the log that has not been truncated yet is part of it and not read by itself.
+
+// A file and how much of it was taken.
+struct UnreadFile {
+    LogFile file;
+    std::uint64_t taken;
+};
+
+struct Unread {
+    std::optional<TakenFile> kept; // the older file, if it is unchanged
+    std::deque<UnreadFile> files;  // the oldest first
+    std::string message;           // what is lost, if anything
+};
+
+// The files of the log were rotated or truncated just then: to be found anew.
+class LogChanged : public std::runtime_error
+{
+public:
+    LogChanged() : std::runtime_error("keeps changing while it is being read") {}
+};
+
+// Whether nothing at all has come since the position.
+bool is_unchanged(const Place &log, const LogPosition &position);
+
+// The position of a log that was never looked at: all of it is unread, what was rotated before is
+// not.
+LogPosition first_position(const Place &log);
+
+// Finds what is unread. Throws LogChanged, and what a LogFile throws.
+Unread find_unread(const Place &log, const LogPosition &position);

@@ -1,0 +1,255 @@
+#include "preparation.h"
+
+TEST_F(Preparation, MovesCompleteLinesAsTheyAreAndOnce)
+{
+    prepare();
+    EXPECT_FALSE(exists(prepared) || exists(position));
+    const std::string part(600000, 'i');
+    write(std::string("a\0b\r\n\n", 6) + std::string(700000, 'x') + "\nlast\n");
+    std::ofstream(logs + "access_log", std::ios::app) << part;
+    prepare();
+    expectAll();
+    EXPECT_EQ(attributes(prepared) + ", " + attributes(position) + ", " + attributes("p/var/log_positions"),
+              "0:0 600, 0:0 600, 0:0 700");
+    fs::permissions(prepared, fs::perms::owner_all);
+    std::ofstream("all", std::ios::app) << part;
+    write("\n");
+    prepare();
+    prepare();
+    expectAll();
+    fs::resize_file(prepared, 0);
+    write_file("all", "");
+    writeLine();
+    prepare();
+    expectAll();
+    EXPECT_EQ(attributes(prepared), "0:0 700");
+    EXPECT_FALSE(exists(prepared + ".new"));
+}
+
+// Each of the scripts rotates a log of which one line is taken and another one is not.
+TEST_F(Preparation, FollowsRotation)
+{
+    const char *const rotations[] = {
+        "mv $l $l.1",
+        "mv $l $l.1; gzip $l.1",
+        "mv $l $l.1; gzip -k $l.1; truncate -s 20 $l.1.gz", // still being compressed
+        "cp $l $l.1; : >$l",
+        "cp $l $l.1; gzip $l.1; : >$l",
+        "cp $l $l.1", // to be truncated next
+        "mv $l $l-20240514-23",
+        "mv $l $l-1715731200; gzip $l-1715731200",
+        "mv $l $l.1; : >$l; mv $l.1 $l.2; mv $l $l.1", // an empty one between
+        "mv $l.5.gz $l.10.gz; mv $l $l.9",
+        "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
+        "for i in 1 2 3 4 5 6 7 8 9; do cp $l $l.$i; done",                     // copies by hand
+    };
+    for (const std::string rotation : rotations) {
+        for (const bool at_once : {false, true}) {
+            SCOPED_TRACE(rotation);
+            layOut();
+            inLogs("echo past | gzip >$l.5.gz; echo x >$l.old; mkdir $l.d; echo x >$l.1.bak; : >$l");
+            prepare();
+            writeLine();
+            prepare();
+            writeLine();
+            inLogs(rotation);
+            if (at_once) {
+                prepare();
+            }
+            writeLine();
+            prepare();
+            expectAll();
+        }
+    }
+}
+
+TEST_F(Preparation, FollowsSeveralRotationsAndLateWriters)
+{
+    inLogs("echo past >$l.1");
+    writeLine();
+    prepare();
+    writeLine();
+    inLogs("mv $l.1 $l.2; gzip $l.2; mv $l $l.1");
+    writeLine("access_log.1"); // by who has not opened the new one yet
+    prepare();
+    writeLine("access_log.1");
+    writeLine();
+    prepare();
+    expectAll();
+    inLogs("gzip $l.1"); // which also compresses lines written meanwhile
+    writeLine();
+    inLogs("mv $l.2.gz $l.3.gz; mv $l.1.gz $l.2.gz; mv $l $l.1");
+    writeLine();
+    inLogs("gzip $l.1; for i in 3 2 1; do mv $l.$i.gz $l.$((i + 1)).gz; done; mv $l $l.1");
+    prepare();
+    writeLine();
+    prepare();
+    expectAll();
+    inLogs("mv $l $l-20240601"); // dates follow numbers
+    writeLine();
+    prepare();
+    expectAll();
+}
+
+TEST_F(Preparation, SaysWhatIsLost)
+{
+    const std::string gone = "access_log: the log that was being read is gone, with what it held after the last line "
+                             "taken; going on from the beginning of ";
+    writeLine();
+    inLogs("echo past >$l.1; touch -d 2000-01-01 $l.1");
+    prepare();
+    writeLine();
+    prepare();
+    inLogs("rm $l");
+    writeLine();
+    EXPECT_EQ(prepare(1), gone + "access_log\n");
+    inLogs("mv $l $l.1; rm $l.1; echo a >$l.3; echo b | gzip >$l.2.gz; echo c >$l");
+    std::ofstream("all", std::ios::app) << "a\nb\nc\n";
+    EXPECT_EQ(prepare(1), gone + "access_log.3\n");
+    write(std::string(5000, 'x') + "\n");
+    prepare();
+    inLogs("truncate -s 4999 $l");
+    EXPECT_EQ(prepare(1), "access_log: is shorter than what was taken of it; going on from its end\n");
+    write("\n");
+    prepare();
+    inLogs("rm $l*[0-9z] $l");
+    EXPECT_EQ(prepare(1), gone + "the next one\n");
+    prepare();
+    writeLine();
+    inLogs("mv $l $l.1");
+    writeLine();
+    prepare();
+    expectAll();
+}
+
+TEST_F(Preparation, ServesTheOtherLogsAndLosesNothingWhereOneIsBad)
+{
+    const std::tuple<const char *, const char *, const char *> cases[] = {
+        {"rm $l; mkfifo $l", "rm $l", "access_log: is not a regular file"},
+        {"rm $l; mkdir $l", "rmdir $l", "access_log: is not a regular file"},
+        {"mv $l f; ln -s f $l; chown -h 1 $l", "mv f $l", "access_log: is a link that others than root can have made"},
+        {"mv $l f; ln -s f $l; chmod 777 .", "chmod 755 .; mv f $l",
+         "access_log: is a link that others than root can have made"},
+        {"rm $l; ln -s $l $l", "rm $l", "access_log: Too many levels of symbolic links"},
+        {"mv $l f; mkfifo $l.1", "rm $l.1; mv f $l.1", "access_log.1: is not a regular file"},
+        {"gzip $l; truncate -s -6 $l.gz; mv $l.gz $l.1.gz", "rm $l.1.gz; echo 1 >$l.1; echo 2 >>$l.1",
+         "access_log.1.gz: is damaged or cut short"},
+        {"mv $l $l.1; cp $l.1 $l.2.gz; mv $l.1 f", "mv f $l.1; rm $l.2.gz", "access_log.2.gz: is not compressed"},
+        {"ln -s f $l.webstat.f; mv $l.webstat f; mv $l.webstat.f $l.webstat", "mv f $l.webstat",
+         "access_log.webstat: is not a regular file"},
+        {"ln $l.webstat f", "rm f", "access_log.webstat: has other names, too, and is not written to"},
+        {"mv $l.webstat f; mkdir $l.webstat", "rmdir $l.webstat; mv f $l.webstat",
+         "access_log.webstat: is not a regular file"},
+        {"mv $l.webstat $l.webstat.new; : >$l.webstat", "rm $l.webstat",
+         "access_log.webstat: has come while its lines were in access_log.webstat.new: append one to the other and "
+         "leave them under this name"},
+    };
+    for (const auto &[spoil, mend, message] : cases) {
+        SCOPED_TRACE(spoil);
+        layOut();
+        write("1\n");
+        prepare();
+        write("2\n");
+        inLogs(spoil);
+        write_file(logs + "xferlog", "other\n");
+        write_file("v/system/e/logs/access_log", "other\n");
+        EXPECT_EQ(prepare(1), std::string(message) + "\n");
+        EXPECT_EQ(read_file(logs + "xferlog.webstat") + read_file("v/system/e/logs/access_log.webstat"),
+                  "other\nother\n");
+        inLogs(mend);
+        if (!exists(logs + "access_log") && !exists(logs + "access_log.1")) {
+            write_file(logs + "access_log", "1\n2\n");
+        }
+        prepare();
+        expectAll();
+    }
+}
+
+TEST_F(Preparation, FollowsLinksOfRootToALogAndToADomain)
+{
+    fs::create_directory("apache");
+    fs::create_symlink("../../../../apache/a.log", logs + "access_log");
+    fs::create_symlink("d", "v/system/alias"); // its logs are the same
+    write_file("v/system/file", "");
+    fs::create_symlink("nowhere", "v/system/nothing");
+    writeLine();
+    prepare();
+    writeLine();
+    fs::rename("apache/a.log", "apache/a.log.1");
+    writeLine();
+    prepare();
+    expectAll();
+    EXPECT_FALSE(exists("p/var/log_positions/alias"));
+    fs::create_directory("v/system/mine");
+    fs::create_symlink(root() + "/apache", "v/system/mine/logs");
+    EXPECT_EQ(::lchown("v/system/mine/logs", 1, 1), 0);
+    EXPECT_TRUE(contains(prepare(1), "v/system/mine/logs: is a link that others than root can have made"));
+}
+
+TEST_F(Preparation, ReplacesTheCopiesOfTheProxysLogs)
+{
+    for (const std::string lines : {"1\n", "2\n3\n", ""}) {
+        std::ofstream(logs + "proxy_access_log", std::ios::app) << lines;
+        prepare();
+        EXPECT_EQ(read_file(logs + "proxy_access_log.webstat"), lines);
+    }
+}
+
+TEST_F(Preparation, LeavesTheMarkerOfThePreviousMonth)
+{
+    const std::string marker = "v/system/d/conf/prev_month.found";
+    const std::tuple<const char *, const char *, const char *, bool> cases[] = {
+        {"access_log", "1.2.3.4 - [x] [30/Apr/2024:23:59:59 +0000] \"GET /\"", "2024-05-15 12:00", true},
+        {"access_log", "1.2.3.4 - - [30/Apr/2023:23:59:59 +0000] \"GET /\"", "2024-05-15 12:00", false},
+        {"access_log", "1.2.3.4 - - [01/May/2024:00:00:00 +0000] \"GET /[30/Apr/2024:\"", "2024-05-15 12:00", false},
+        {"access_log", "x\n1.2.3.4 - - [31/Dec/2023:23:59:59 +0000] \"GET /\"", "2024-01-01 00:00", true},
+        {"access_log", "[[30/Apr/2024", "2024-05-15 12:00", false},
+        {"xferlog", "Tue Apr 30 23:59:59 2024 1 1.2.3.4 1 /f b _ o a x ftp 0 * c", "2024-05-15 12:00", true},
+        {"xferlog", "Wed May  1 00:00:00 2024 1 1.2.3.4 1 /Apr b _ o a x ftp 0 * c", "2024-05-15 12:00", false},
+        {"xferlog", "Tue Apr 30", "2024-05-15 12:00", false},
+    };
+    for (const auto &[log, line, time, found] : cases) {
+        std::ofstream(logs + log, std::ios::app) << line << '\n';
+        prepare(0, time);
+        EXPECT_EQ(exists(marker), found) << line;
+        EXPECT_EQ(fs::remove(marker), found);
+    }
+    fs::create_symlink("elsewhere", marker);
+    writeLine();
+    EXPECT_EQ(prepare(1, "2024-06-15 12:00"),
+              "statistics_log_processor: v/system/d/conf/prev_month.found: is not a regular file\n");
+    EXPECT_FALSE(contains(read_file(prepared), read_file("all")) || exists("v/system/d/conf/elsewhere"));
+    fs::remove(marker);
+    prepare(0, "2024-06-15 12:00");
+    EXPECT_TRUE(contains(read_file(prepared), read_file("all")) && exists(marker));
+}
+
+TEST_F(Preparation, WaitsWhileItsPositionIsNotUnderstood)
+{
+    writeLine();
+    prepare();
+    const std::string good = read_file(position);
+    for (const std::string &bad :
+         {std::string(), good.substr(0, good.size() - 4), good + "end\n", replace_all(good, "size ", "size -"),
+          replace_all(good, "position 1", "position 2")}) {
+        write_file(position, bad);
+        EXPECT_TRUE(contains(prepare(1), position + ": not a position of this program"));
+        expectAll();
+    }
+    write_file(position, good);
+    writeLine();
+    prepare();
+    expectAll();
+}
+
+TEST_F(Preparation, WaitsForAnotherOne)
+{
+    writeLine();
+    prepare();
+    const std::string script = "exec 9<p/var/log_positions; flock 9; \"$0\" 9<&- & until grep -q -- "
+                               "\"-> FLOCK .* $! \" /proc/locks; do :; done; echo late >>\"$1\"; flock -u 9; wait $!";
+    EXPECT_EQ(run_program({"sh", "-c", script, STATISTICS_LOG_PROCESSOR, logs + "access_log"}).status, 0);
+    EXPECT_EQ(read_file(prepared), read_file("all") + "late\n");
+    EXPECT_EQ(::chmod("p/var/log_positions", 0777), 0);
+    EXPECT_TRUE(contains(prepare(1), "p/var/log_positions: belongs to others than root, or they can write to it"));
+}
