@@ -7,6 +7,7 @@ cd -P "$(dirname "${BASH_SOURCE[0]}")"
 
 build=$PWD/build/demo
 server=$build/server
+log_processor=$build/statistics_log_processor
 [[ $PWD != *[!A-Za-z0-9_./-]* && $PWD != *__*__* ]] ||
     fail "the demo needs a directory with only letters, digits and _ . - in its path: $PWD"
 . demo/tree.sh
@@ -22,7 +23,8 @@ build_program() {
     install_webalizer || webalizer=
     cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF \
         -DCMAKE_INSTALL_SYSCONFDIR="$server/etc"
-    cmake --build "$build" --target statistics_run --parallel "$(nproc)"
+    cmake --build "$build" --target statistics_run statistics_log_processor \
+        --parallel "$(nproc)"
 }
 
 lay_out() {
@@ -55,7 +57,7 @@ check() {
         check_webalizer_log shop.example xferlog_regular ftpstat
         check_webalizer_log blog.example access_log webstat
         for log in "${proxy_logs[@]}"; do
-            check_untouched_log shop.example "$log"
+            check_proxy_log shop.example "$log"
         done
     fi
     check_awstats_log travel.example access_log webstat http previous
@@ -65,7 +67,7 @@ check() {
     check_removed_marker travel.example
 
     for log in "${proxy_logs[@]}"; do
-        check_untouched_log travel.example "$log"
+        check_proxy_log travel.example "$log"
     done
     for log in access_log xferlog; do
         check_removed_log parked.example "$log"

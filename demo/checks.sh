@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Checks of what a run has left. Sourced by demo.sh, with the directories of demo/tree.sh set.
 
-: "${domains:?}" "${copies:?}" "${awstats_data:?}"
+: "${domains:?}" "${panel:?}" "${copies:?}" "${awstats_data:?}"
 failures=0
 
 complain() {
@@ -35,16 +35,16 @@ check_removed_marker() {
     [[ ! -e $marker ]] || complain "$marker is still there"
 }
 
-# The prepared log was left alone.
-check_untouched_log() {
-    local domain=$1 log=$2
-    cmp "$copies/$domain/$log" "$domains/$domain/logs/$log.webstat" ||
-        complain "the prepared copy of $log of $domain was changed"
+# The prepared log holds the newest records.
+check_proxy_log() {
+    local copy=$copies/$1/$2 prepared=$domains/$1/logs/$2.webstat
+    tail -c "$(stat -c %s "$prepared")" "$copy" | cmp - "$prepared" ||
+        complain "the prepared copy of $2 of $1 is not right"
 }
 
 # The raw log was prepared, and its prepared copy is gone.
 check_removed_log() {
     local raw=$domains/$1/logs/$2
-    [[ ! -s $raw || -s $raw.taken ]] || complain "$raw was not prepared"
+    [[ -s $panel/var/log_positions/$1/$2 ]] || complain "$raw was not prepared"
     [[ ! -e $raw.webstat ]] || complain "$raw.webstat is still there"
 }

@@ -1,8 +1,9 @@
 # shellcheck shell=bash
-# Lays out the sample server. Sourced by demo.sh, which sets $server, the server's directory.
+# Lays out the sample server. Sourced by demo.sh, which sets $server, the server's directory, and
+# $log_processor, the program that prepares the logs.
 
 # Directories of the sample server.
-: "${server:?}"
+: "${server:?}" "${log_processor:?}"
 panel=$server/panel
 domains=$server/vhosts/system
 copies=$server/written # everything that was ever written to the raw logs
@@ -19,7 +20,7 @@ WEB_STAT $PWD/packaging/adapters/webalizer
 AWSTATS_BIN_D /usr/lib/cgi-bin
 AWSTATS_TOOLS_D $PWD/packaging/adapters
 END
-    install -m 755 demo/statistics_log_processor "$panel/admin/sbin/"
+    ln -sf "$log_processor" "$panel/admin/sbin/statistics_log_processor"
     printf 'Not a domain.\n' >"$domains/notes.txt"
 }
 
