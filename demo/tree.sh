@@ -17,7 +17,7 @@ lay_out_server() {
 HTTPD_VHOSTS_D $server/vhosts
 PRODUCT_ROOT_D $panel
 WEB_STAT $PWD/packaging/adapters/webalizer
-AWSTATS_BIN_D /usr/lib/cgi-bin
+AWSTATS_BIN_D $PWD/packaging/adapters
 AWSTATS_TOOLS_D $PWD/packaging/adapters
 END
     ln -sf "$log_processor" "$panel/admin/sbin/statistics_log_processor"

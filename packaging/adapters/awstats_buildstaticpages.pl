@@ -4,21 +4,25 @@
 # page builder understands, writes months with two digits, and fails where the page builder ends
 # without an error but has not made all pages.
 #
+# The page builder starts awstats.pl once for each page, and most of the time goes into compiling that.
+# Here its own code runs with another routine in the place of the backquotes, by which it starts
+# awstats.pl: the answer comes from a fork of this process, which has awstats.pl compiled. Where one of
+# the two cannot be compiled so, or a page fails, the programs themselves are started.
+#
 # The page builder is the file that AWSTATS_STOCK_BUILDER names in the environment, or else the
 # first one in the usual places.
 use strict;
 use warnings;
+use Cwd qw(realpath);
+use File::Basename qw(dirname);
+use lib dirname(realpath(__FILE__));
+use Adapter;
 
-my $name = 'awstats_buildstaticpages.pl';
-my @usual_places = qw(/usr/share/awstats/tools /usr/local/awstats/tools /usr/lib/awstats/tools
-    /usr/local/www/awstats/tools /usr/share/doc/awstats/examples);
+my @usual_places = map { "$_/awstats_buildstaticpages.pl" } qw(/usr/share/awstats/tools
+    /usr/local/awstats/tools /usr/lib/awstats/tools /usr/local/www/awstats/tools
+    /usr/share/doc/awstats/examples);
 my %takes_value = map { $_ => 1 } qw(awstatsprog config configdir databasebreak day debug dir
     diricons lang month staticlinksext year);
-
-sub fail {
-    print STDERR "$0: $_[0]\n";
-    exit 1;
-}
 
 # The words with every value joined to its option.
 sub join_values {
@@ -45,23 +49,63 @@ sub value_of {
     return;
 }
 
-sub is_this_file {
-    my @this = stat $0;
-    my @other = stat $_[0];
-    return @this && @other && $this[0] == $other[0] && $this[1] == $other[1];
+# The program that the page builder starts, and the routine that it is here, if it can be one.
+my $awstats;
+my %routines;
+
+sub awstats_routine {
+    my ($path) = @_;
+    $awstats = is_adapter($path) ? awstats_program() : $path;
+    return $routines{$path} //= compiled($awstats, qr/^\$VERSION\s*=\s*"7\./m, 'main') || 0;
 }
 
-sub is_page_builder { return -f $_[0] && -r $_[0] && !is_this_file($_[0]) }
+# What awstats.pl writes on both streams, with its wait status in $?.
+sub page {
+    my ($routine, @words) = @_;
+    my $child = open(my $output, '-|') // return;
+    if ($child == 0) {
+        open STDERR, '>&', \*STDOUT or exit 1;
+        $| = 0;
+        $0 = $awstats;
+        @ARGV = @words;
+        $routine->();
+        exit 0;
+    }
+    my $text = do { local $/; <$output> };
+    close $output;
+    return $text;
+}
 
-sub page_builder {
-    if (defined(my $path = $ENV{AWSTATS_STOCK_BUILDER})) {
-        return $path if is_page_builder($path);
-        fail("AWSTATS_STOCK_BUILDER names no page builder of AWStats: $path");
-    }
-    for my $directory (@usual_places) {
-        return "$directory/$name" if is_page_builder("$directory/$name");
-    }
-    fail("AWStats' page builder is in none of @usual_places; name it in AWSTATS_STOCK_BUILDER");
+# The program and the words of a command that makes a page, if a shell finds nothing but words in it.
+sub page_command {
+    my ($command) = @_;
+    $command =~ m{^("[\w./+-]+")((?: +[\w./+=:,%-]+)+) +2>&1\s*$} or return;
+    my ($program, @words) = ($1 =~ tr/"//dr, split ' ', $2);
+    return if grep({ /update/i } @words) || !grep({ /^-output/ } @words);
+    return ($program, @words);
+}
+
+# Answers backquotes.
+sub answer {
+    my ($command) = @_;
+    my ($program, @words) = page_command($command);
+    my $routine = @words && awstats_routine($program);
+    my $text = $routine && page($routine, @words);
+    return $text if $routine && $? == 0 && length $text;
+    return CORE::readpipe($command);
+}
+
+sub run_builder {
+    my ($builder, @words) = @_;
+    no warnings 'once';
+    *CORE::GLOBAL::readpipe = \&answer;
+    my $routine = compiled($builder, qr/^my \$VERSION="1\.2 /m, 'AwstatsPageBuilder');
+    exec $^X, $builder, @words if !$routine;
+    $| = 0;
+    $0 = $builder;
+    @ARGV = @words;
+    $routine->();
+    exit 0;
 }
 
 # Runs the page builder, whose output is passed on. Returns its exit status and the main page that
@@ -69,25 +113,23 @@ sub page_builder {
 sub build_pages {
     my @command = @_;
     my $main_page = '';
-    open my $output, '-|', @command or fail("cannot start $command[0]: $!");
+    my $child = open(my $output, '-|') // fail("cannot start $command[0]: $!");
+    run_builder(@command) if $child == 0;
     while (my $line = <$output>) {
         print $line;
         $main_page = $1 if $line =~ /^Main HTML page is '(.*)'/;
     }
     close $output;
-    return ($? & 127 ? 128 + ($? & 127) : $? >> 8, $main_page);
+    return (exit_status($?), $main_page);
 }
-
-# A copy of this file is not told from the page builder before it runs.
-fail('this is not the page builder of AWStats') if $ENV{AWSTATS_BUILDER_ADAPTED};
-$ENV{AWSTATS_BUILDER_ADAPTED} = 1;
 
 $| = 1;
 my @words = join_values(@ARGV);
 my $config = value_of('config', @words) // fail('there is no -config');
 my $directory = value_of('dir', @words) // '.';
 my $page = "awstats.$config.html";
-my ($status, $made) = build_pages($^X, page_builder(), @words);
+my $builder = stock_program('page builder of AWStats', 'AWSTATS_STOCK_BUILDER', @usual_places);
+my ($status, $made) = build_pages($builder, @words);
 exit $status if $status != 0;
 fail("the pages of $config are not made, or not all of them; see above") if $made ne $page;
 fail("$directory/$page is empty or missing") if !-s "$directory/$page";

@@ -82,14 +82,52 @@ TEST_F(BuilderAdapter, TheAdapterIsNoPageBuilder)
 {
     fs::create_symlink(adapter, "link.pl");
     write_file("copy.pl", read_file(adapter));
-    const std::string named = "AWSTATS_STOCK_BUILDER names no page builder of AWStats: ";
     for (const char *const path : {"missing.pl", "out dir", "link.pl", "copy.pl"}) {
         use_builder(path);
-        const Outcome outcome = run(made, {"-config", "a-http"});
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.out, "");
-        const std::string message =
-            path == std::string("copy.pl") ? "this is not the page builder of AWStats\n" : named + path + "\n";
-        EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
+        expect_outcome(run(made, {"-config", "a-http"}), "",
+                       adapter + ": AWSTATS_STOCK_BUILDER names no page builder of AWStats: " + path + "\n", 1);
+    }
+}
+
+// However awstats.pl is run, the pages are the same. It tells how often it was compiled.
+TEST_F(BuilderAdapter, CompilesAwstatsOnceIfThatCanBe)
+{
+    write_file("builder.pl", R"(#!/usr/bin/perl
+my $VERSION="1.2 stand-in";
+my ($prog, $pages) = $ARGV[0] =~ /=(.*)/;
+sub add { $pages .= $_[0] }
+add(`"$prog" -config=a-http -output=$_ 2>&1` . ($? >> 8) . "\n") for 1, 2;
+open F, '>', 'out dir/awstats.a-http.html'; print F $pages;
+print "Main HTML page is 'awstats.a-http.html'.\n";
+)");
+    use_builder("builder.pl");
+    ::setenv("AWSTATS_STOCK_PROGRAM", (root() + "/awstats").c_str(), 1);
+    const std::string known = "#!/usr/bin/perl\n$VERSION = \"7.8 (stand-in)\";\nmy $n = 0; sub count { $n++ }\n"
+                              "BEGIN { open F, '>>', 'compiled'; print F 1; close F }\n";
+    const std::string page = "count(); print 'out '; print STDERR \"$0 @ARGV $n \"; exit ";
+    const struct {
+        std::string program;
+        std::string status;
+        std::string compiled;
+    } rows[] = {
+        {known + page + "0;", "0", "1"},
+        {known + page + "3;", "3", "111"},                        // a page that fails is asked for again
+        {known + "exit 0 if caller; " + page + "0;", "0", "111"}, // one that is empty, too
+        {replace_all(known, "7.8", "9.0") + page + "0;", "0", "11"},
+        {known + page + "0;\n__END__\n}", "0", "11"},
+        {known + page + "0;\n=pod\n", "0", "111"}, // no routine can be made of it
+        {"#!/bin/sh\nprintf 1 >>compiled; printf '%s ' \"$0\" \"$@\" 1 >&2; printf 'out '", "0", "11"},
+    };
+    for (const auto &row : rows) {
+        for (const std::string &program : {root() + "/awstats", std::string(AWSTATS_ADAPTER)}) {
+            fs::remove("compiled");
+            write_script("awstats", "");
+            write_file("awstats", row.program);
+            const Outcome outcome = run_program({adapter, "-awstatsprog=" + program, "-config=a-http", "-dir=out dir"});
+            expect_outcome(outcome, "Main HTML page is 'awstats.a-http.html'.\n", "");
+            const std::string begin = root() + "/awstats -config=a-http -output=", end = " 1 out " + row.status + "\n";
+            EXPECT_EQ(read_file("out dir/awstats.a-http.html"), begin + "1" + end + begin + "2" + end) << row.program;
+            EXPECT_EQ(read_file("compiled"), row.compiled) << row.program;
+        }
     }
 }
