@@ -1,12 +1,12 @@
 #!/bin/bash
-# Builds statistics_run and tests it: as it is, in a browser, with faults in its system calls, how it
-# is written, and with the sanitizers, which also tells what the tests cover.
+# Builds the programs and tests them: as they are shipped, in a browser, with faults in their system
+# calls, how they are written, and with the sanitizers, which also tells what the tests cover.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . scripts/packages.sh
 
 jobs=$(nproc)
-plain=build/test
+shipped=build/test # with the flags of package.sh
 sanitized=build/sanitized
 
 # Runs a stage of the tests and tells the time it took. The first that fails ends this.
@@ -32,7 +32,7 @@ install_all() {
 build_and_test() {
     local directory=$1
     shift
-    cmake -S . -B "$directory" -DCMAKE_BUILD_TYPE=Debug -DWARNINGS_AS_ERRORS=ON "$@"
+    cmake -S . -B "$directory" -DWARNINGS_AS_ERRORS=ON "$@"
     cmake --build "$directory" --parallel "$jobs"
     # The tests look at owners, which only root can give.
     as_root ctest --test-dir "$directory" --output-on-failure --no-tests=error --parallel "$jobs"
@@ -40,7 +40,7 @@ build_and_test() {
 
 browse_pages() {
     if is_installed chromium; then
-        tests/runs/pages/run "$plain/tests/statistics_run_under_test"
+        tests/runs/pages/run "$shipped"
     else
         printf 'Chromium is not installed: the pages are not browsed; tests/runs/pages/run installs it\n'
     fi
@@ -60,17 +60,15 @@ show_coverage() {
         END {
             printf "The tests run %.1f %% of the lines of src/ (%d of %d)", 100 * covered / lines, covered, lines
             print low ? "; less than 90 %:" low : ""
-            exit lines == 0 || covered < 0.9 * lines
+            exit lines == 0 || covered < 0.93 * lines
         }'
 }
 
 stage 'packages' install_all
-stage 'tests' build_and_test "$plain"
+stage 'tests of what is shipped' build_and_test "$shipped" -DCMAKE_BUILD_TYPE=Release
 stage 'pages in a browser' browse_pages
-if [[ $(uname -m) == x86_64 ]]; then
-    stage 'faults and kills' faults/run short "$plain/tests/statistics_run_under_test"
-fi
+stage 'faults and kills' tests/runs/faults short "$shipped"
 stage 'style' scripts/check_style
 forget_coverage
-stage 'tests with sanitizers' build_and_test "$sanitized" -DSANITIZE=ON -DCMAKE_CXX_FLAGS=--coverage
+stage 'tests with sanitizers' build_and_test "$sanitized" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_CXX_FLAGS=--coverage
 stage 'coverage' show_coverage

@@ -116,7 +116,7 @@ using PreparationFaults = InTempDir;
 TEST_F(PreparationFaults, LoseAndDoubleNothing)
 {
     ::setenv("TEST_TIME", "2024-05-15 12:00", 1);
-    const Sweep sweep = {{STATISTICS_LOG_PROCESSOR}, lay_out, judge, "/dev/null"};
+    Sweep sweep = {{STATISTICS_LOG_PROCESSOR}, lay_out, judge, Accepted("/dev/null")};
     for (const std::string &text : sweep.run(fault_number("FIRST_FAULT", 0), fault_number("FAULT_STEP", 20))) {
         ADD_FAILURE() << text;
     }

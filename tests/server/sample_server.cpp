@@ -57,7 +57,8 @@ const Log all_logs[6] = {
 std::vector<std::string> lines_of(const std::string &path)
 {
     std::vector<std::string> lines;
-    std::ifstream file(path);
+    boost::system::error_code error;
+    std::ifstream file(fs::is_regular_file(path, error) ? path : "");
     for (std::string line; std::getline(file, line);) {
         lines.push_back(line);
     }
@@ -97,16 +98,15 @@ void SampleServer::layOut(const std::string &program) const
     for (const fs::directory_entry &entry : fs::directory_iterator(root_)) {
         fs::remove_all(entry);
     }
-    for (const char *const directory :
-         {"vhosts/system", "panel/etc/awstats", "panel/var/webalizer", "ledger", "offered"}) {
+    for (const char *const directory : {"vhosts/system", "panel/etc/awstats", "ledger", "offered"}) {
         fs::create_directories(root_ + "/" + directory);
     }
     write_file(root_ + "/etc/zut/zut.conf", replace_all(configuration, "@", root_));
+    write_file(root_ + "/panel/var/webalizer/webalizer.cache", "names\n");
+    const std::string text = read_file(program);
     for (const std::string &path : programs) {
-        const fs::path place = root_ + "/" + path;
-        fs::create_directories(place.parent_path());
-        fs::copy_file(program, place);
-        fs::permissions(place, fs::owner_all);
+        write_file(root_ + "/" + path, text);
+        fs::permissions(root_ + "/" + path, fs::owner_all);
     }
     for (const std::string &path : outside) {
         write_file(root_ + path, "Outside\n");
@@ -145,6 +145,16 @@ void SampleServer::addMonths(const std::string &domain) const
     fs::create_symlink("2024-03", statistics + "/current");
     fs::create_symlink(root_ + "/outside/directory", statistics + "/2023-04/directory");
     fs::create_symlink(root_ + "/outside/file", statistics + "/2023-04/icons/file");
+}
+
+void SampleServer::addSampleDomains() const
+{
+    const std::vector<std::string> names = {"access_log", "proxy_access_log", "xferlog_regular"};
+    addDomain("a.example", Kind::none);
+    addDomain("b.example", Kind::webalizer, names);
+    addDomain("c.example", Kind::awstats, names);
+    addMonths("c.example");
+    addDomain("d.example", Kind::none);
 }
 
 void SampleServer::bringRecords(bool prepared) const

@@ -52,6 +52,10 @@ public:
     // the previous month, which log preparation will leave as its marker.
     void addMonths(const std::string &domain) const;
 
+    // Makes the domains of the trials: b.example of Webalizer, c.example of AWStats, with a past, and
+    // a.example and d.example without a generator.
+    void addSampleDomains() const;
+
     // Adds two records to each raw log, which log preparation is to move; or one to each prepared log.
     // Those are the logs that had records before.
     void bringRecords(bool prepared = false) const;
@@ -76,5 +80,5 @@ private:
 // "PATH is missing", "is left over" or "has changed", for each path in which the two differ.
 Violations differences(const Snapshot &wanted, const Snapshot &found);
 
-// The lines of a file; none where there is no file.
+// The lines of a file; none where there is no regular file.
 std::vector<std::string> lines_of(const std::string &path);

@@ -117,39 +117,6 @@ Violations left_open(const std::vector<Call> &calls)
     return left;
 }
 
-// Violations that are accepted, each by an expression, with the reason and how often it was so.
-struct Accepted {
-    std::regex expression;
-    std::string reason;
-    std::size_t count = 0;
-};
-
-std::vector<Accepted> read_accepted(const std::string &path)
-{
-    std::vector<Accepted> entries;
-    std::string reason;
-    for (const std::string &line : lines_of(path)) {
-        if (line[0] == '#') {
-            reason += line.substr(1);
-        } else if (!line.empty()) {
-            entries.push_back({std::regex(line), reason});
-            reason.clear();
-        }
-    }
-    return entries;
-}
-
-bool is_accepted(std::vector<Accepted> &entries, const std::string &text)
-{
-    for (Accepted &entry : entries) {
-        if (std::regex_search(text, entry.expression)) {
-            ++entry.count;
-            return true;
-        }
-    }
-    return false;
-}
-
 // Runs the command under strace, with its options, for 20 seconds at most. At the end, what the command
 // has started can be killed, too.
 Outcome trace(const Words &command, const Words &options, const std::string &file, bool kill_all = false)
@@ -200,10 +167,9 @@ std::size_t fault_number(const char *name, std::size_t otherwise)
     return text == nullptr ? otherwise : std::stoul(text);
 }
 
-Violations Sweep::run(std::size_t first, std::size_t step) const
+Violations Sweep::run(std::size_t first, std::size_t step)
 {
     const std::string file = (fs::temp_directory_path() / fs::unique_path()).string();
-    std::vector<Accepted> entries = read_accepted(accepted);
     std::size_t tried = 0;
     std::size_t missed = 0;
     Violations found;
@@ -225,18 +191,12 @@ Violations Sweep::run(std::size_t first, std::size_t step) const
         }
         const Violations more = judge(outcome, fault);
         wrong.insert(wrong.end(), more.begin(), more.end());
-        for (const std::string &text : wrong) {
-            const std::string line = fault.deed + ": " + text;
-            if (!is_accepted(entries, line)) {
-                found.push_back(line);
-            }
-        }
+        const Violations rest = accepted.rest(fault.deed, wrong);
+        found.insert(found.end(), rest.begin(), rest.end());
     }
     fs::remove(file);
     std::cout << tried << " of " << plans.size() << " faults tried, " << missed << " more were not met\n";
-    for (const Accepted &entry : entries) {
-        std::cout << "  accepted " << entry.count << " times:" << entry.reason << '\n';
-    }
+    accepted.print();
     if (undisturbed.status != 0 || tried == 0 || missed * 20 > tried) {
         found.push_back("the sweep has failed: " + undisturbed.err);
     }

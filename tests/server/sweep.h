@@ -1,7 +1,6 @@
 #pragma once
 
-#include "server/sample_server.h"
-#include "support.h"
+#include "server/trial.h"
 
 // What a trial did to a command.
 struct Fault {
@@ -18,13 +17,11 @@ struct Sweep {
     std::function<void()> prepare; // before each run; an undisturbed one is the first
     std::function<Violations(const Outcome &, const Fault &)> judge;
 
-    // A file of expressions. A violation is accepted if one is found in "DEED: VIOLATION". The lines before it that
-    // begin with "#" say why.
-    std::string accepted;
+    Accepted accepted;
 
-    // Tries every `step`th fault from the `first` on, prints what was tried and how often each
-    // reason to accept something held, and returns what is left: "DEED: VIOLATION".
-    Violations run(std::size_t first, std::size_t step) const;
+    // Tries every `step`th fault from the `first` on, prints what was tried and what was accepted, and
+    // returns what is left, as Accepted tells it.
+    Violations run(std::size_t first, std::size_t step);
 };
 
 // A number from the environment, or the other one: a sweep is divided among processes.

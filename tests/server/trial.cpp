@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <iostream>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -50,6 +51,38 @@ void append(Violations &wrong, const std::string &when, const Violations &more)
 
 } // namespace
 
+Accepted::Accepted(const std::string &path)
+{
+    std::string reason;
+    for (const std::string &line : lines_of(path)) {
+        if (line[0] == '#') {
+            reason += line.substr(1);
+        } else {
+            entries_.push_back({std::regex(line), reason, 0});
+            reason.clear();
+        }
+    }
+}
+
+Violations Accepted::rest(const std::string &deed, const Violations &wrong)
+{
+    Violations left;
+    for (const std::string &text : wrong) {
+        const std::string line = deed + ": " + text;
+        const auto entry = std::find_if(entries_.begin(), entries_.end(),
+                                        [&](const Entry &one) { return std::regex_search(line, one.expression); });
+        entry == entries_.end() ? left.push_back(line) : void(++entry->count);
+    }
+    return left;
+}
+
+void Accepted::print() const
+{
+    for (const Entry &entry : entries_) {
+        std::cout << "  accepted " << entry.count << " times:" << entry.reason << '\n';
+    }
+}
+
 bool wait_for_all()
 {
     bool any = false;
@@ -59,8 +92,8 @@ bool wait_for_all()
     return any;
 }
 
-Trial::Trial(SampleServer server, std::function<void(const SampleServer &)> lay_out, std::vector<std::string> command)
-    : server_(std::move(server)), lay_out_(std::move(lay_out)), command_(std::move(command))
+Trial::Trial(SampleServer server, std::vector<std::string> command)
+    : server_(std::move(server)), command_(std::move(command))
 {
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     ::setenv("TEST_TIME", "2024-05-15 12:00", 1);
@@ -84,7 +117,8 @@ Outcome Trial::runUndisturbed() const
 
 void Trial::prepare() const
 {
-    lay_out_(server_);
+    server_.layOut();
+    server_.addSampleDomains();
     server_.bringRecords();
 }
 

@@ -3,18 +3,41 @@
 #include "server/sample_server.h"
 #include "support.h"
 
+#include <regex>
+
+// Violations that are accepted, from a file of expressions; the lines before one that begin with "#" say why.
+class Accepted
+{
+public:
+    explicit Accepted(const std::string &path);
+
+    // "DEED: VIOLATION" of each violation in which no expression is found. The others are counted.
+    Violations rest(const std::string &deed, const Violations &wrong);
+
+    // Prints how often each reason held.
+    void print() const;
+
+private:
+    struct Entry {
+        std::regex expression;
+        std::string reason;
+        std::size_t count;
+    };
+    std::vector<Entry> entries_;
+};
+
 // Trials of a run over a server: a run that is disturbed somehow, and an undisturbed one after it.
 // What they leave is compared with what two undisturbed ones leave.
 class Trial
 {
 public:
-    // The function lays out the server. Makes the two undisturbed runs; throws if they are not right.
-    Trial(SampleServer server, std::function<void(const SampleServer &)> lay_out, std::vector<std::string> command);
+    // Makes the two undisturbed runs of the command; throws if anything is wrong with them.
+    Trial(SampleServer server, std::vector<std::string> command);
 
     const SampleServer &server() const { return server_; }
     const std::vector<std::string> &command() const { return command_; }
 
-    // Lays out the server, with records for log preparation, for a run that is then to be disturbed.
+    // Lays out the server with its sample domains, and more records for log preparation.
     void prepare() const;
 
     // What is wrong after the disturbed run. Always: the server's own judgement; what the next run
@@ -30,7 +53,6 @@ private:
     Outcome runUndisturbed() const;
 
     SampleServer server_;
-    std::function<void(const SampleServer &)> lay_out_;
     std::vector<std::string> command_;
     Outcome usual_;
     Snapshot first_;

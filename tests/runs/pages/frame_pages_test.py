@@ -1,10 +1,16 @@
 """Browses in Chromium the frame pages that the program writes.
 
-usage: frame_pages_test.py PROGRAM DIRECTORY
+usage: frame_pages_test.py BUILD DIRECTORY
+
+BUILD is the directory of the tests' programs: statistics_run_under_test and sample_server.
 """
 
 import functools
 import http.server
+import itertools
+import os
+import pathlib
+import subprocess
 import sys
 import threading
 import unittest
@@ -14,9 +20,8 @@ from selenium.common.exceptions import TimeoutException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.support.ui import Select, WebDriverWait
 
-from sample_server import SampleServer
-
 PATIENCE = 60  # seconds
+NUMBERS = itertools.count()
 
 CHROMIUM_OPTIONS = """--headless --no-sandbox --disable-gpu --disable-dev-shm-usage --disable-quic
     --no-first-run --no-proxy-server --disable-background-networking --disable-component-update
@@ -25,13 +30,36 @@ CHROMIUM_OPTIONS = """--headless --no-sandbox --disable-gpu --disable-dev-shm-us
 # What scripts say of the list, of the page and of the frames.
 ENTRIES = "Array.from(document.periodForm.periodSelect, entry => entry.text)"
 ELEMENTS = "Array.from(document.body.querySelectorAll('*'), element => element.tagName)"
-SHOWN = "[decodeURIComponent(location), document.body?.innerText.trim()]"
+SHOWN = "[decodeURIComponent(location), document.body?.innerText.split('\\n')[0]]"
 FRAMES = "Array.from(frames, frame => [frame.name, frame.document.title, frame.document.readyState])"
 
 
 class QuietHandler(http.server.SimpleHTTPRequestHandler):
     def log_message(self, *_):
         pass
+
+
+def lay_out_server(number, months, directories):
+    """Lays out a server with one domain that has a run in the middle of each month.
+
+    Its statistics directory, which is returned, holds the directories before, each with a page.
+    """
+    def call(program, *words, **variables):
+        subprocess.run([f"{BUILD}/{program}", *words], cwd=root, env=os.environ | variables, check=True,
+                       capture_output=True)
+
+    root = f"{PLACE}/server/{number}"
+    os.makedirs(root)
+    call("sample_server", "lay-out", root)
+    call("sample_server", "add", root, "awstats", "1")
+    pages = pathlib.Path(root, "vhosts/system/awstats000001.example/statistics/webstat")
+    for name in directories:
+        (pages / name).mkdir()
+        (pages / name / "index.html").write_text("Pages of " + name, encoding="ascii")
+    for month in months:
+        call("sample_server", "bring", root, "prepared")
+        call("statistics_run_under_test", TEST_TIME=month + "-15 12:00")
+    return pages
 
 
 def start_browser():
@@ -45,8 +73,7 @@ def start_browser():
 class FramePages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.server = SampleServer(f"{PLACE}/server", PROGRAM)
-        handler = functools.partial(QuietHandler, directory=str(cls.server.root))
+        handler = functools.partial(QuietHandler, directory=f"{PLACE}/server")
         cls.web = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
         cls.addClassCleanup(cls.web.server_close)
         threading.Thread(target=cls.web.serve_forever, daemon=True).start()
@@ -56,8 +83,9 @@ class FramePages(unittest.TestCase):
 
     def open_pages(self, months=("2024-11",), directories=()):
         """Opens the pages of a new domain with runs in the months and the directories from before."""
-        path = self.server.add_domain(months, directories)
-        self.address = f"http://127.0.0.1:{self.web.server_port}/{path}/"
+        number = next(NUMBERS)
+        pages = lay_out_server(number, months, directories)
+        self.address = f"http://127.0.0.1:{self.web.server_port}/{pages.relative_to(f'{PLACE}/server')}/"
         self.browser.get(self.address)
         self.wait_for_page("current", months[-1])
 
@@ -164,5 +192,5 @@ class FramePages(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    PROGRAM, PLACE = sys.argv[1:]
+    BUILD, PLACE = sys.argv[1:]
     unittest.main(argv=sys.argv[:1])
