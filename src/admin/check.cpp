@@ -100,6 +100,7 @@ int check_command(const std::vector<std::string> &words)
     Checklist checklist;
     Totals totals;
     check_configuration(checklist);
+    checklist.expect_shared_directory(domains_dir_path(), Checklist::Written::yes);
     if (dir_exists(domains_dir_path().c_str())) {
         check_domains(checklist, totals);
     }

@@ -42,19 +42,20 @@ bool Checklist::expect_directory(const std::string &path, const struct stat &fou
             "mv " + word + " " + shell_quote(path + ".old") + " && " + make_command(path, mode));
     } else {
         expect_owner(path, found);
-        expect_disk(path, found.st_dev);
         return true;
     }
     return false;
 }
 
-void Checklist::expect_shared_directory(const std::string &path, const char *mode)
+void Checklist::expect_shared_directory(const std::string &path, Written written)
 {
     struct stat found = {};
     if (::stat(path.c_str(), &found) != 0) {
         found.st_mode = 0;
     }
-    expect_directory(path, found, mode);
+    if (expect_directory(path, found, "755") && written == Written::yes) {
+        expect_disk(path, found.st_dev);
+    }
 }
 
 void Checklist::expect_owner(const std::string &path, const struct stat &found)
@@ -93,7 +94,8 @@ void Checklist::expect_disk(const std::string &path, dev_t device)
     const std::string name = "the file system of " + path;
     if ((disk.f_flag & ST_RDONLY) != 0) {
         add(ProblemKind::disk, name + " is read-only",
-            "mount -o remount,rw \"$(findmnt -no TARGET -T " + shell_quote(path) + ")\"");
+            "mount -o remount,rw \"$(findmnt -no TARGET -T " + shell_quote(path) +
+                ")\", or name the directory in the service's ReadWritePaths=");
     } else if (disk.f_bavail * 100 < disk.f_blocks * full_percent &&
                disk.f_bavail * disk.f_frsize < full_bytes) {
         add(ProblemKind::disk, name + " is full", "make room on it; df " + shell_quote(path));

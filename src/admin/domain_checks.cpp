@@ -61,13 +61,15 @@ std::string DomainChecks::rebuild_command(const LogSource &source, Month month) 
 
 void DomainChecks::check_places()
 {
-    list_.expect_owner(domains_dir_path() + domain_.domain, look("", 0));
-    list_.expect_directory(domains_dir_path() + domain_.domain + "/logs", domain_.logs, "750");
-    list_.expect_directory(domains_dir_path() + domain_.domain + "/statistics", look("statistics"),
-                           "755");
+    const std::string path = domains_dir_path() + domain_.domain;
+    const struct stat directory = look("", 0);
+    list_.expect_owner(path, directory);
+    list_.expect_disk(path, directory.st_dev);
+    list_.expect_directory(path + "/logs", domain_.logs, "750");
+    list_.expect_directory(path + "/statistics", look("statistics"), "755");
     const struct stat conf = look("conf");
     if (domain_.kind != webstat_awstats || conf.st_mode != 0) {
-        list_.expect_directory(domains_dir_path() + domain_.domain + "/conf", conf, "755");
+        list_.expect_directory(path + "/conf", conf, "755");
     }
 }
 

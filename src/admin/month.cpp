@@ -1,7 +1,6 @@
 #include "admin/month.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 namespace
 {
@@ -10,7 +9,7 @@ namespace
 int number(const std::string &text, std::size_t at, std::size_t digits)
 {
     const std::string part = text.substr(at, digits);
-    return part.find_first_not_of("0123456789") == std::string::npos ? std::atoi(part.c_str()) : -1;
+    return part.find_first_not_of("0123456789") == std::string::npos ? std::stoi(part) : -1;
 }
 
 Month month_of(int year, int month)

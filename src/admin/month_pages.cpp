@@ -24,9 +24,13 @@ MonthPagesSurveyor::MonthPagesSurveyor(const Surveyor &surveyor)
 {
 }
 
-Month MonthPagesSurveyor::newest_expired(const std::string &domain) const
+Month MonthPagesSurveyor::newest_expired(const std::string &domain)
 {
-    return month_of_time(expiring_time(now_, months_kept(read_stat_ttl(domain))));
+    if (domain != expiring_domain_) {
+        expired_ = month_of_time(expiring_time(now_, months_kept(read_stat_ttl(domain))));
+        expiring_domain_ = domain;
+    }
+    return expired_;
 }
 
 // Counts the month if it has the page.
@@ -46,7 +50,7 @@ bool MonthPagesSurveyor::page_is_older(const std::string &directory,
 }
 
 void MonthPagesSurveyor::list_expired(const std::string &directory, const std::string &domain,
-                                      MonthPages &pages) const
+                                      MonthPages &pages)
 {
     std::vector<Month> months;
     read_directory(surveyor_.directory(), directory.c_str(),

@@ -30,16 +30,17 @@ public:
 
     // The newest month that the domain does not keep any more. Throws
     // boost::filesystem::filesystem_error as read_stat_ttl does.
-    Month newest_expired(const std::string &domain) const;
+    Month newest_expired(const std::string &domain);
 
 private:
     bool page_is_older(const std::string &directory, const std::string &configuration,
                        const std::string &data, Month month, nlink_t *months) const;
-    void list_expired(const std::string &directory, const std::string &domain,
-                      MonthPages &pages) const;
+    void list_expired(const std::string &directory, const std::string &domain, MonthPages &pages);
 
     const Surveyor &surveyor_;
     std::time_t now_;
     Month this_month_;
     AwstatsData data_;
+    std::string expiring_domain_; // that was asked for last
+    Month expired_ = no_month;    // and its newest month that is not kept
 };

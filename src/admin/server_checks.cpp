@@ -87,17 +87,17 @@ void check_server(Checklist &checklist, const std::map<WebstatKind, std::size_t>
 {
     const char *const install =
         "install the package of the generator, or name its place in zut.conf";
-    checklist.expect_shared_directory(domains_dir_path(), "755");
-    checklist.expect_shared_directory(panel_path("admin/sbin"), "755");
+    using Written = Checklist::Written;
+    checklist.expect_shared_directory(panel_path("admin/sbin"), Written::no);
     checklist.expect_program(panel_path("admin/sbin/statistics_log_processor"),
                              "statistics_admin setup");
     if (kinds.count(webstat_webalizer) != 0) {
-        checklist.expect_shared_directory(panel_path("var/webalizer"), "755");
+        checklist.expect_shared_directory(panel_path("var/webalizer"), Written::yes);
         checklist.expect_program(first_word(conf_get(WEB_STAT)), install);
     }
     if (kinds.count(webstat_awstats) != 0) {
-        checklist.expect_shared_directory(panel_path("etc/awstats"), "755");
-        checklist.expect_shared_directory(panel_path("var/awstats"), "755");
+        checklist.expect_shared_directory(panel_path("etc/awstats"), Written::no);
+        checklist.expect_shared_directory(panel_path("var/awstats"), Written::yes);
         checklist.expect_program(std::string(conf_get(AWSTATS_BIN_D)) + "/awstats.pl", install);
         checklist.expect_program(
             std::string(conf_get(AWSTATS_TOOLS_D)) + "/awstats_buildstaticpages.pl", install);

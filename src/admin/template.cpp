@@ -17,7 +17,7 @@ std::string read_template(const std::string &name, std::string *path)
 {
     for (const std::string &directory :
          {configuration_dir() + "/templates", std::string(installed_templates_dir)}) {
-        *path = directory + "/" + name;
+        *path = std::string(directory).append("/").append(name);
         errno = 0;
         std::ifstream file(*path);
         if (file.is_open()) {

@@ -126,7 +126,7 @@ TEST_F(Check, FindsDisksThatTakeNothing)
     const Case disks[] = {
         {mount + ",ro tmpfs panel/var/awstats",
          "server: the file system of @/panel/var/awstats is read-only; mend: mount -o remount,rw "
-         "\"$(findmnt -no TARGET -T @/panel/var/awstats)\"\n"},
+         "\"$(findmnt -no TARGET -T @/panel/var/awstats)\", or name the directory in the service's ReadWritePaths=\n"},
         {mount + " tmpfs panel/var/awstats; head -c 2m /dev/zero >panel/var/awstats/x || :",
          "server: the file system of @/panel/var/awstats is full; mend: make room on it; df @/panel/var/awstats\n"},
         {"mount -t tmpfs -o mode=755,nr_inodes=3 tmpfs panel/var/awstats; touch panel/var/awstats/1 "

@@ -25,10 +25,10 @@ protected:
     // The completions of the last word, a line each, in byte-wise order.
     static std::string offered(const std::vector<std::string> &words, const std::string &settings = "")
     {
-        const Outcome outcome = in_bash(settings + R"(
-            COMP_WORDS=(statistics_run "$@")
+        const Outcome outcome = in_bash("program=statistics_run\n" + settings + R"(
+            COMP_WORDS=("$program" "$@")
             COMP_CWORD=$#
-            _statistics_run statistics_run "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"
+            "_$program" "$program" "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"
             [[ ${#COMPREPLY[@]} -eq 0 ]] || printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort)",
                                         words);
         EXPECT_EQ(outcome.err, "");
@@ -45,6 +45,23 @@ TEST_F(Completion, OffersTheOptions)
     EXPECT_EQ(offered({"--"}), "--calculate-domain\n--help\n");
     EXPECT_EQ(offered({"--help", "--calc"}), "--calculate-domain\n");
     EXPECT_EQ(offered({"shop.example"}), "");
+}
+
+TEST_F(Completion, OffersWhatStatisticsAdminTakes)
+{
+    make_domain("shop.example");
+    const std::pair<std::vector<std::string>, const char *> cases[] = {
+        {{"re"}, "rebuild\nremove\n"},
+        {{"add", "--l"}, "--log\n"},
+        {{"add", "--log", "x"}, "xferlog=\nxferlog_regular=\n"},
+        {{"add", "--generator", "=", "w"}, "webalizer\n"},
+        {{"add", ""}, "--generator\n--help\n--log\n--months\n--service\n"},
+        {{"rebuild", "--stale", ""}, "shop.example\n"},
+        {{"check", "--prometheus", "et"}, "etc\n"},
+    };
+    for (const auto &[words, completions] : cases) {
+        EXPECT_EQ(offered(words, "program=statistics_admin"), completions);
+    }
 }
 
 TEST_F(Completion, OffersTheDomainsThatHaveLogs)
