@@ -2,7 +2,6 @@
 
 #include "server/sample_server.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -11,39 +10,42 @@ namespace
 {
 
 const char *const usage =
-    "usage: sample_server lay-out DIRECTORY [PROGRAM]            PROGRAM stands in for the generators\n"
-    "       sample_server add DIRECTORY KIND COUNT [LOG]...      domains KIND000001.example and so on\n"
-    "       sample_server bring DIRECTORY raw|prepared           more records\n"
-    "       sample_server judge DIRECTORY                        what is wrong; the status is 1 if anything is\n"
+    "usage: sample_server lay-out DIRECTORY [PROGRAM]        PROGRAM stands in for the generators\n"
+    "       sample_server add DIRECTORY KIND COUNT [LOG]...  domains KIND000001.example and so on\n"
+    "       sample_server bring DIRECTORY raw|prepared       more records\n"
+    "       sample_server judge DIRECTORY                    what is wrong; the status is 1 if anything is\n"
     "KIND is none, webalizer or awstats. DIRECTORY is an absolute path.\n";
 
-void add(const SampleServer &server, const std::string &kind, int count, std::vector<std::string> names)
+void add(const SampleServer &server, const std::string &kind, int count, const std::vector<std::string> &logs)
 {
     const Kind number = kind == "webalizer" ? Kind::webalizer : kind == "awstats" ? Kind::awstats : Kind::none;
     for (int i = 1; i <= count; ++i) {
         char suffix[32];
         std::snprintf(suffix, sizeof suffix, "%06d.example", i);
-        server.addDomain(kind + suffix, number, names.empty() ? std::vector<std::string>{"access_log"} : names);
+        server.addDomain(kind + suffix, number, logs);
     }
 }
 
 int work(const std::vector<std::string> &words)
 {
     const SampleServer server(words.at(1));
+    Violations wrong;
     if (words[0] == "lay-out") {
-        words.size() > 2 ? server.layOut(words[2]) : server.layOut();
+        server.layOut(words.size() > 2 ? words[2] : STAND_IN);
     } else if (words[0] == "add") {
-        add(server, words.at(2), std::stoi(words.at(3)), {words.begin() + 4, words.end()});
+        const std::vector<std::string> logs(words.begin() + 4, words.end());
+        add(server, words.at(2), std::stoi(words.at(3)), logs.empty() ? std::vector<std::string>{"access_log"} : logs);
     } else if (words[0] == "bring") {
         server.bringRecords(words.at(2) == "prepared");
     } else if (words[0] == "judge") {
-        const Violations wrong = server.judge();
-        std::for_each(wrong.begin(), wrong.end(), [](const std::string &text) { std::cout << text << '\n'; });
-        return wrong.empty() ? 0 : 1;
+        wrong = server.judge();
     } else {
         throw std::out_of_range(words[0]);
     }
-    return 0;
+    for (const std::string &text : wrong) {
+        std::cout << text << '\n';
+    }
+    return wrong.empty() ? 0 : 1;
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "server/sweep.h"
 
-#include "server/trial.h"
-
 #include <iostream>
 #include <map>
 #include <regex>
@@ -53,13 +51,10 @@ std::vector<Call> read_trace(const std::string &path)
         const std::string process = line.substr(0, line.find(' '));
         const std::string text = line.substr(line.find_first_not_of(' ', process.size()));
         const std::size_t resumed = text.find(" resumed>");
-        const std::size_t unfinished = text.find(" <unfinished ...>");
-        if (unfinished != std::string::npos) {
-            begun[process] = text.substr(0, unfinished);
-        } else if (resumed != std::string::npos) {
-            calls.push_back({process, begun[process] + text.substr(resumed + 9)});
+        if (text.find(" <unfinished ...>") != std::string::npos) {
+            begun[process] = text.substr(0, text.find(" <unfinished"));
         } else {
-            calls.push_back({process, text});
+            calls.push_back({process, resumed == std::string::npos ? text : begun[process] + text.substr(resumed + 9)});
         }
     }
     return calls;
@@ -94,50 +89,35 @@ std::vector<Plan> plan(const std::vector<Call> &calls)
 // The descriptors that the command has opened and not closed.
 Violations left_open(const std::vector<Call> &calls)
 {
-    static const std::regex pipe("^pipe.*\\[(\\d+)<.*, (\\d+)<.* = 0");
-    static const std::regex other(" = (\\d\\d+|[3-9])<");
-    std::map<int, std::string> open;
+    static const std::regex opened("^pipe.*\\[(\\d+)<.*, (\\d+)<.* = 0| = (\\d\\d+|[3-9])<");
+    std::map<std::string, std::string> open;
     for (const Call &call : calls) {
         std::smatch part;
         if (call.process != calls[0].process) {
             continue;
         }
         if (call.name() == "close") {
-            open.erase(std::stoi(call.text.substr(6)));
-        } else if (std::regex_search(call.text, part, pipe)) {
-            open[std::stoi(part[1])] = open[std::stoi(part[2])] = call.text;
-        } else if (std::regex_search(call.text, part, other)) {
-            open[std::stoi(part[1])] = call.text;
+            open.erase(call.text.substr(6, call.text.find('<') - 6));
+        } else if (std::regex_search(call.text, part, opened)) {
+            open[part[1]] = open[part[2]] = open[part[3]] = "left open: " + call.text;
         }
     }
+    open.erase("");
     Violations left;
     for (const auto &entry : open) {
-        left.push_back("left open: " + entry.second);
+        left.push_back(entry.second);
     }
     return left;
 }
 
-// Runs the command under strace, with its options, for 20 seconds at most. At the end, what the command
-// has started can be killed, too.
-Outcome trace(const Words &command, const Words &options, const std::string &file, bool kill_all = false)
+// Runs the command under strace, with its options, for 20 seconds at most; then, where that is wanted, kills all that
+// it has started.
+Outcome trace(const Words &command, const std::string &options, const std::string &file, bool kill_all = false)
 {
-    Words words = {"timeout", "-k1", "20", "sh", "-c", kill_all ? "\"$@\"; kill -KILL 0" : "exec \"$@\"", "sh"};
-    const Words strace = {"strace",
-                          "-fqq",
-                          "-y",
-                          "-s",
-                          "200",
-                          "-b",
-                          "execve",
-                          "-o",
-                          file,
-                          "-e",
-                          "signal=none",
-                          "-e",
-                          "trace=%file,%desc,%process"};
-    for (const Words &more : {strace, options, command}) {
-        words.insert(words.end(), more.begin(), more.end());
-    }
+    const std::string strace = "strace -fqq -y -s200 -b execve -e signal=none -e trace=%file,%desc,%process ";
+    const std::string script = strace + options + " -o " + file + " \"$@\"";
+    Words words = {"timeout", "-k1", "20", "sh", "-c", kill_all ? script + "; kill -KILL 0" : "exec " + script, "sh"};
+    words.insert(words.end(), command.begin(), command.end());
     Outcome outcome = run_program(words);
     outcome.status = outcome.status > 128 ? 128 - outcome.status : outcome.status; // as timeout tells of signals
     return outcome;
@@ -147,8 +127,8 @@ Outcome trace(const Words &command, const Words &options, const std::string &fil
 std::pair<Outcome, Fault> disturb(const Words &command, const Plan &plan, const std::string &file)
 {
     const bool kill = plan.error == "KILL";
-    const std::string what = plan.call + (kill ? ":signal=KILL:when=" : ":error=" + plan.error + ":when=");
-    const Words options = {"-e", "inject=" + what + std::to_string(plan.number)};
+    const std::string what = plan.call + (kill ? ":signal=KILL" : ":error=" + plan.error);
+    const std::string options = "-e inject=" + what + ":when=" + std::to_string(plan.number);
     const Outcome outcome = trace(command, options, file, kill && plan.number % 2 == 0);
     Fault fault = {plan.deed, 0, kill && outcome.status == -SIGKILL};
     for (const Call &call : read_trace(file)) {
@@ -174,7 +154,7 @@ Violations Sweep::run(std::size_t first, std::size_t step)
     std::size_t missed = 0;
     Violations found;
     prepare();
-    const Outcome undisturbed = trace(command, {}, file);
+    const Outcome undisturbed = trace(command, "", file);
     const std::vector<Plan> plans = plan(read_trace(file));
     for (std::size_t i = first; i < plans.size(); i += step) {
         prepare();
