@@ -51,7 +51,8 @@ sub compiled {
     my ($path, $version, $package) = @_;
     open my $file, '<', $path or return;
     my $text = do { local $/; <$file> };
-    return if $file->error || $text !~ /\A#!\S*perl\s*\n/ || $text !~ $version || $text =~ /^__(?:DATA|END)__$/m;
+    return if $file->error || $text !~ /\A#!\S*perl\s*\n/ || $text !~ $version;
+    return if $text =~ /^__(?:DATA|END)__$/m;
     # A routine without a name would not share its variables with the routines in it. The text comes as
     # a file, which is compiled much faster than a long string.
     my $routine = "package $package; sub whole_program {\n#line 1 \"$path\"\n$text\n}; 1";

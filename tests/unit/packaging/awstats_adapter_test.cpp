@@ -49,6 +49,7 @@ TEST_F(AwstatsAdapter, AnUpdateSucceedsOnlyWithItsDataOnTheDisk)
     const std::string backup = known + "rename 'data/a.txt', 'data/a.bak'; exit 2;\n";
     const std::string stale = known + "open F, '>', 'data/a.tmp'; close F; utime 1, 1, 'data/a.tmp';\n"
                                       "rename 'data/a.tmp', 'data/a.txt'; unlink 'data/a.tmp';\n";
+    const std::string foreign = known + "$NbOfLinesParsed = $NbOfLinesCorrupted = ";
     const std::string script = "#!/bin/sh\nprintf new >data/a.txt; exit ";
     const struct {
         std::string program;
@@ -64,6 +65,9 @@ TEST_F(AwstatsAdapter, AnUpdateSucceedsOnlyWithItsDataOnTheDisk)
         {update + "exit 3;\n", "rename:error=EIO", 3, "a.txt:old\n", ""},
         {backup, "rename:error=EIO", 2, "a.bak:old\na.txt:old\n", ""},
         {stale, "rename:error=EIO", 1, "a.txt:old\n", "data/a.tmp was left by an update that was killed\n"},
+        {foreign + "60;\n" + update, "fsync:error=EIO", 1, "a.txt:old\n", "no line of the log is in the format"},
+        {foreign + "3;\n" + update, "rename:error=EIO:when=2", 0, "a.txt:new\n", ""}, // known lines were there before
+        {foreign + "3;\n", "rename:error=EIO", 1, "a.txt:old\n", "no line of the log is in the format"},
         {replace_all(update, "7.8", "9.0"), "fsync:error=EIO", 0, "a.txt:new\n", "sync()"},
         {update + "=pod\n", "fsync:error=EIO", 0, "a.txt:new\n", "sync()"}, // it cannot be compiled as a routine
         {script + "0", "fsync:error=EIO", 0, "a.txt:new\n", "sync()"},
