@@ -31,7 +31,7 @@ TEST_F(WebalizerRunOfOneLog, OnlyACommandThatIsCutKeepsIt)
     const std::string cache = "/var/webalizer/webalizer.cache";
     const std::string cut_lines = "\nThe command is longer than 4095 characters and was cut.\n"
                                   "The log will not be truncated because of errors above.\n";
-    for (const std::size_t length : {4095U, 4100U}) { // the longer one has lost its last word, which it can do without
+    for (const std::size_t length : {4095U, 4096U, 4100U}) { // the last one can do without the word that it loses
         const std::string padding(length - start_.size() - cache.size() - end_.size(), '/');
         const std::string out = run(padding);
         EXPECT_TRUE(contains(out, "\n" + (start_ + padding + cache + end_).substr(0, 4095) + "\n"));
