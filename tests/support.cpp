@@ -8,7 +8,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <utility>
 
 namespace
@@ -141,25 +140,6 @@ Outcome run_program(const std::vector<std::string> &words)
         ::execvp(words[0].c_str(), Arguments(words).data());
         ::_exit(127);
     });
-}
-
-void expect_shell_reads_back(const std::function<std::string(const std::string &)> &quote)
-{
-    std::mt19937 random(1);
-    for (int round = 0; round < 10; ++round) {
-        std::string script;
-        std::string expected;
-        for (int code = 1; code < 256; ++code) {
-            std::string word;
-            for (auto length = random() % 20; length > 0; --length) {
-                word += static_cast<char>(1 + random() % 255);
-            }
-            word += "x" + std::string(1, static_cast<char>(code));
-            script += "printf '<%s>' " + quote(word) + "\n";
-            expected += '<' + word + '>';
-        }
-        expect_outcome(run_program({"sh", "-c", script}), expected, "");
-    }
 }
 
 void use_up_descriptors()

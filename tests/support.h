@@ -84,9 +84,6 @@ Arguments shell_arguments(const std::string &script);
 // Runs a program, found on PATH, in the working directory. It gets the standard streams only.
 Outcome run_program(const std::vector<std::string> &words);
 
-// Checks that a shell reads back what the function makes of words: one with each byte, and random ones.
-void expect_shell_reads_back(const std::function<std::string(const std::string &)> &quote);
-
 // Leaves this process no free descriptor, or one; makes it nobody's, and one that may not fork.
 void use_up_descriptors();
 void leave_one_descriptor();

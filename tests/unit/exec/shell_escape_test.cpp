@@ -13,8 +13,3 @@ TEST(ShellEscape, Classes)
     EXPECT_NO_THROW(korvo::checkEscapeChars(nullptr));
     EXPECT_THROW(korvo::checkEscapeChars("ab\xf0"), std::runtime_error);
 }
-
-TEST(ShellEscape, TheShellReadsTheWordBack)
-{
-    expect_shell_reads_back(korvo::shellEscape);
-}

@@ -1,5 +1,6 @@
 #include "support.h"
 #include "util/directories.h"
+#include "util/ownership.h"
 
 #include <sys/resource.h>
 
@@ -59,6 +60,8 @@ TEST_F(Directories, RemoveTreeDeeperThanAPathAndTheDescriptors)
     in_child([] {
         rlimit limit = {100, 1000};
         ::setrlimit(RLIMIT_NOFILE, &limit);
+        chown_tree("deep", 12, 34);
+        EXPECT_EQ(attributes("deep/" + std::string(100, 'n')), "12:34 755");
         remove_tree("deep", true);
         ::getrlimit(RLIMIT_NOFILE, &limit);
         EXPECT_EQ(limit.rlim_cur, 100U);

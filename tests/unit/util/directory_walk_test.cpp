@@ -49,11 +49,12 @@ TEST_F(DirectoryWalk, AListingThatCannotBeReadFurtherEndsThere)
     expect_reports({{walk_over_the_null_device, "Unable to read dir listed: %\n", ENOTDIR}});
 }
 
-TEST_F(DirectoryWalk, LeavesErrnoAlone)
+TEST_F(DirectoryWalk, LeavesErrnoAloneAndPassesOverAVanishedEntry)
 {
     errno = EDOM;
     EXPECT_TRUE(walk("listed", FinalLink::follow, [] {}));
     EXPECT_EQ(errno, EDOM);
+    EXPECT_EQ(reported([] { EXPECT_TRUE(walk("listed", FinalLink::follow, [] { ::rmdir("sub"); })); }), "");
 }
 
 TEST_F(DirectoryWalk, ASmallStackDoesNotLowerTheLimitOfDescriptors)

@@ -1,6 +1,9 @@
 #include "support.h"
+#include "util/descriptors.h"
 #include "util/file_str.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -96,21 +99,23 @@ TEST_F(FileStr, ANewFileOfAnotherEditorIsLeftToIt)
     EXPECT_EQ(read_file("file") + read_file("file.tmp"), "a\nanother's");
 }
 
-TEST_F(FileStr, EditorsOfOneFileWaitForEachOther)
+TEST_F(FileStr, AWaitingEditorTakesTheFileThatHasReplacedTheLockedOne)
 {
-    const LineEditor add_one = [](const char *line, std::size_t, std::FILE *new_file, void *) {
-        return std::fprintf(new_file, "%d\n", std::stoi(line) + 1) > 0 ? 0 : -1;
-    };
-    write_file("file", "0\n");
-    for (int process = 0; process < 4; ++process) {
-        if (::fork() == 0) {
-            for (int i = 0; i < 25; ++i) {
-                file_str("file", add_one, nullptr);
-            }
-            ::_exit(0);
-        }
+    write_file("file", "old\n");
+    const Descriptor locked(::open("file", O_RDONLY));
+    ASSERT_EQ(::flock(locked.get(), LOCK_EX), 0);
+    const std::string next_descriptor = std::to_string(lowest_free_descriptor());
+    const pid_t editor = ::fork();
+    if (editor == 0) {
+        int lines = 0;
+        ::_exit(file_str("file", edit, &lines) == 0 ? 0 : 1);
     }
-    while (::wait(nullptr) > 0) {
+    while (::waitpid(editor, nullptr, WNOHANG) == 0 &&
+           !exists("/proc/" + std::to_string(editor) + "/fd/" + next_descriptor)) {
     }
-    EXPECT_EQ(read_file("file"), "100\n");
+    write_file("new", "new\nx\n");
+    fs::rename("new", "file");
+    ::flock(locked.get(), LOCK_UN);
+    ::waitpid(editor, nullptr, 0);
+    EXPECT_EQ(read_file("file"), "new\n");
 }

@@ -84,7 +84,9 @@ TEST_F(FramePages, FailuresEndOnlyTheirPage)
     const auto write_little = [] {
         const rlimit limit = {400, RLIM_INFINITY};
         ::setrlimit(RLIMIT_FSIZE, &limit);
+        const int lowest_free = lowest_free_descriptor();
         write_index_page("index.html");
+        EXPECT_EQ(lowest_free_descriptor(), lowest_free + 1); // stays open
     };
     write_file("file", "");
     fs::create_directories("taken/index.html");
