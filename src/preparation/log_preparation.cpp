@@ -10,6 +10,7 @@
 #include "util/owned_streams.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,27 +29,28 @@ constexpr int most_attempts = 5;
 // The directories of a domain.
 struct Domain {
     std::string name;
-    Place place;
-    Descriptor directory;
-    Place logs_place;
-    Descriptor logs;
+    Directory directory;
+    Directory logs;
+    bool has_positions = true; // whether logs of it may have been prepared before
 };
 
 // Leaves the marker of the previous month, unless it is there.
 void leave_marker(const Domain &domain)
 {
-    const Place conf = find_place(domain.directory.get(), domain.place.path, "conf");
-    const Descriptor directory = open_directory(conf);
-    const Place marker = place_at(directory.get(), conf.path, "prev_month.found");
+    const Directory conf = open_directory(domain.directory.get(), domain.directory.path, "conf");
+    if (!conf.isOpen()) {
+        fail(conf.path, "there is no such directory for the marker of the previous month");
+    }
+    const Place marker = place_at(conf.get(), conf.path, "prev_month.found");
     if (marker.exists) {
         if (!marker.isFile()) {
             fail(marker.path, "is not a regular file");
         }
         return;
     }
-    const Descriptor file(::openat(directory.get(), marker.name.c_str(),
+    const Descriptor file(::openat(conf.get(), marker.name.c_str(),
                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!file.is_open() || ::fsync(file.get()) != 0 || ::fsync(directory.get()) != 0) {
+    if (!file.is_open() || ::fsync(file.get()) != 0 || ::fsync(conf.get()) != 0) {
         fail(marker.path);
     }
 }
@@ -117,8 +119,11 @@ public:
 
     void run()
     {
-        const Place log = find_place(domain_.logs.get(), domain_.logs_place.path, source_.log_name);
-        std::optional<LogPosition> position = read_log_position(position_path_);
+        const Place log = find_place(domain_.logs.get(), domain_.logs.path, source_.log_name);
+        std::optional<LogPosition> position;
+        if (domain_.has_positions) {
+            position = read_log_position(position_path_);
+        }
         if (!position && !log.exists) {
             return;
         }
@@ -137,8 +142,7 @@ public:
 private:
     PreparedLog preparedLog(const LogPosition &position) const
     {
-        return {domain_.logs.get(), domain_.logs_place.path, source_.log_name, position_path_,
-                position};
+        return {domain_.logs.get(), domain_.logs.path, source_.log_name, position_path_, position};
     }
 
     // Brings to its end what was cut short. A run may have used up the marker that was left for it.
@@ -163,8 +167,7 @@ private:
     void takeUnread(const LogPosition &position)
     {
         for (int attempt = 1;; ++attempt) {
-            const Place log =
-                find_place(domain_.logs.get(), domain_.logs_place.path, source_.log_name);
+            const Place log = find_place(domain_.logs.get(), domain_.logs.path, source_.log_name);
             try {
                 take(find_unread(log, position), position);
                 return;
@@ -284,17 +287,18 @@ private:
     {
         Domain domain;
         domain.name = name;
-        domain.place = find_place(domains, path, name);
-        if (!domain.place.isDirectory()) {
+        domain.directory = open_directory(domains, path, name);
+        if (!domain.directory.isOpen()) {
             return;
         }
-        domain.directory = open_directory(domain.place);
-        domain.logs_place = find_place(domain.directory.get(), domain.place.path, "logs");
-        const struct stat &logs = domain.logs_place.status;
-        if (!domain.logs_place.exists || !seen_.emplace(logs.st_dev, logs.st_ino).second) {
+        domain.logs = open_directory(domain.directory.get(), domain.directory.path, "logs");
+        struct stat status = {};
+        if (!domain.logs.isOpen() || ::fstat(domain.logs.get(), &status) != 0 ||
+            !seen_.emplace(status.st_dev, status.st_ino).second) {
             return;
         }
-        domain.logs = open_directory(domain.logs_place);
+        domain.has_positions =
+            ::access(log_position_path(name, "").c_str(), F_OK) == 0 || errno != ENOENT;
         for (const LogSource &source : log_sources) {
             attempt([&] { LogPreparation(domain, source).run(); });
         }

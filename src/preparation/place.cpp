@@ -37,6 +37,13 @@ std::string directory_path(const Place &place)
     return length <= 1 ? "/" : place.path.substr(0, length - 1);
 }
 
+// Opens the directory of that name, but follows no link.
+Descriptor open_here(int directory, const std::string &name)
+{
+    return Descriptor(::openat(directory, name.c_str(),
+                               O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
 // Where the link at the place leads to; `links` were met up to this one.
 std::string target_of(const Place &place, int links)
 {
@@ -103,21 +110,33 @@ Place find_place(int directory, const std::string &path, const std::string &name
             place.owned = std::move(entered);
             return place;
         } else {
-            entered = open_directory(place);
+            entered = open_here(place.directory, place.name);
+            if (!entered.is_open()) {
+                fail(place.path);
+            }
             around = place.path;
         }
         directory = entered.is_open() ? entered.get() : directory;
     }
 }
 
-Descriptor open_directory(const Place &place)
+Directory open_directory(int directory, const std::string &path, const std::string &name)
 {
-    Descriptor directory(::openat(place.directory, place.name.c_str(),
-                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!directory.is_open()) {
-        fail(place.path);
+    Directory opened = {open_here(directory, name), path + "/" + name};
+    if (opened.isOpen() || errno == ENOENT) {
+        return opened;
     }
-    return directory;
+    if (errno != ENOTDIR && errno != ELOOP) {
+        fail(opened.path);
+    }
+    const Place place = find_place(directory, path, name);
+    if (place.exists && S_ISDIR(place.status.st_mode)) {
+        opened = {open_here(place.directory, place.name), place.path};
+        if (!opened.isOpen()) {
+            fail(place.path);
+        }
+    }
+    return opened;
 }
 
 Descriptor open_file(Place &place, int flags)

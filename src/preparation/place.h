@@ -20,7 +20,6 @@ struct Place {
     bool exists = false;
 
     bool isFile() const { return exists && S_ISREG(status.st_mode); }
-    bool isDirectory() const { return exists && S_ISDIR(status.st_mode); }
 };
 
 // Looks at the name in the directory, and follows no link. Throws korvo::SystemError.
@@ -35,8 +34,18 @@ Place beside(const Place &place, const std::string &name);
 // std::runtime_error for a link that does not count; both name the path.
 Place find_place(int directory, const std::string &path, const std::string &name);
 
-// Opens the directory at the place, to find places in it or to sync it. Throws korvo::SystemError.
-Descriptor open_directory(const Place &place);
+// A directory, open to find places in it or to sync it.
+struct Directory {
+    Descriptor descriptor;
+    std::string path; // for messages
+
+    int get() const { return descriptor.get(); }
+    bool isOpen() const { return descriptor.is_open(); }
+};
+
+// Opens the directory that the name leads to, as find_place does. What is returned is not open if
+// there is none. Throws what find_place throws.
+Directory open_directory(int directory, const std::string &path, const std::string &name);
 
 // Opens the regular file at the place with the flags besides those that keep links out. Throws
 // std::runtime_error if something else is there, which is not opened, and korvo::SystemError. Tells

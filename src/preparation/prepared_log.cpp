@@ -73,7 +73,7 @@ void PreparedLog::commit(const std::vector<TakenFile> &files)
     if (reach_ > size_) {
         truncate(size_);
     }
-    if (::fsync(file_.get()) != 0 || ::fsync(logs_) != 0) {
+    if (::fsync(file_.get()) != 0 || (is_new_ && ::fsync(logs_) != 0)) {
         fail(directory_ + "/" + new_name_);
     }
     savePosition(size_);
@@ -115,6 +115,7 @@ void PreparedLog::begin()
             fail(directory_ + "/" + new_name_);
         }
         hidden_ = true;
+        is_new_ = true;
     }
 }
 

@@ -85,6 +85,7 @@ private:
     Descriptor file_;
     bool replaced_ = false;
     bool hidden_ = false;     // between the steps 2 and 6
+    bool is_new_ = false;     // made in 2
     std::uint64_t base_ = 0;  // its size before anything is appended
     std::uint64_t size_ = 0;  // its size with what is appended
     std::uint64_t reach_ = 0; // how far bytes were written
