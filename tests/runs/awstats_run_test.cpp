@@ -233,31 +233,27 @@ TEST_F(AwstatsRun, ASecondRunInTheSameMonthKeepsPagesAndLinks)
     EXPECT_EQ(std::distance(fs::directory_iterator(statistics(web)), {}), 5);
 }
 
-TEST_F(AwstatsRun, DirectoriesInPlaceOfTheMainPagesDoNotStopTheRun)
+TEST_F(AwstatsRun, ADirectoryInPlaceOfThePreviousMainPageStays)
 {
     add_logs(1);
     write_file(marker, "");
-    const std::string link = "awstats.a.example-http.html";
-    for (const std::string month : {"/2024-04", "/2024-05"}) {
-        fs::create_directories(statistics(web) + month + "/index.html");
-    }
-    const Outcome outcome = run({"--calculate-domain", "a.example"});
-    EXPECT_TRUE(contains(outcome.err, "\nError: symlink " + link +
-                                          " @/vhosts/system/a.example/statistics//webstat/2024-04" +
-                                          "/index.html: File exists\n"));
-    EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink from" + link + "to index.html\n"));
+    fs::create_directories(statistics(web) + "/2024-04/index.html");
+    EXPECT_TRUE(contains(run({"--calculate-domain", "a.example"}).err,
+                         "\nError: symlink awstats.a.example-http.html @/vhosts/system/a.example/statistics//webstat/"
+                         "2024-04/index.html: File exists\n"));
 }
 
 TEST_F(AwstatsRun, FilesThatAreNotAsExpectedDoNotStopTheRun)
 {
     add_logs(1);
-    fs::create_directories(statistics(web) + "/current");
+    fs::create_directories(statistics(web) + "/current/index.html");
     fs::create_directories(log_path("xferlog"));
     write_file(marker, "");
     write_file("webstat", ""); // the bare name is looked up in the working directory
     const Outcome outcome = run({"--calculate-domain", "a.example"});
-    EXPECT_TRUE(contains(read_file(statistics(web) + "/current/index.html"), "record"));
+    EXPECT_TRUE(contains(read_file(statistics(web) + "/current/awstats.a.example-http.html"), "record"));
     EXPECT_FALSE(exists(statistics(web) + "/2024-04"));
+    EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink fromawstats.a.example-http.htmlto index.html\n"));
     const std::string parent = "@/vhosts/system/a.example/statistics//";
     EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink from " + parent + "webstat/2024-05to current_dir\n"));
     EXPECT_TRUE(contains(outcome.err, "\nERROR: Unable to mkdir " + parent + "anon_ftpstat/2024-05: No such file"));

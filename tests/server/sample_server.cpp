@@ -19,8 +19,8 @@ const std::string noted[] = {"/calls", "/complaints", "/fail", "/fail_late", "/l
 
 std::string record(const std::string &domain, const std::string &log, std::size_t number)
 {
-    return "192.0.2.17 - - [15/May/2024:10:00:00 +0000] \"GET /" + domain + "/" + log + "/" + std::to_string(number) +
-           " HTTP/1.1\" 200 2326 \"-\" \"-\"";
+    const std::string address = domain + "/" + log + "/" + std::to_string(number);
+    return R"(192.0.2.17 - - [15/May/2024:10:00:00 +0000] "GET /)" + address + R"( HTTP/1.1" 200 2326 "-" "-")" + "\n";
 }
 
 std::string description(const fs::path &path)
@@ -113,6 +113,27 @@ void SampleServer::layOut(const std::string &program) const
     }
 }
 
+std::string SampleServer::offeredLog(const std::string &domain, const std::string &log) const
+{
+    return root_ + "/offered/" + domain + "/" + log;
+}
+
+std::string SampleServer::awstatsConf(const std::string &domain, const std::string &service) const
+{
+    return root_ + "/panel/etc/awstats/awstats." + domain + "-" + service + ".conf";
+}
+
+std::vector<std::pair<std::string, std::string>> SampleServer::logs() const
+{
+    std::vector<std::pair<std::string, std::string>> found;
+    for (const std::string &domain : names_in(root_ + "/offered")) {
+        for (const std::string &log : names_in(offeredLog(domain, ""))) {
+            found.emplace_back(domain, log);
+        }
+    }
+    return found;
+}
+
 void SampleServer::addDomain(const std::string &domain, Kind kind, const std::vector<std::string> &names) const
 {
     const std::string path = domainPath(domain);
@@ -124,27 +145,14 @@ void SampleServer::addDomain(const std::string &domain, Kind kind, const std::ve
     }
     for (const Log &log : {all_logs[0], all_logs[5]}) {
         if (kind == Kind::awstats) {
-            write_file(root_ + "/panel/etc/awstats/awstats." + domain + "-" + log.service + ".conf", "");
+            write_file(awstatsConf(domain, log.service), "");
             fs::create_directories(path + "/statistics/" + log.directory);
         }
     }
     for (const std::string &name : names) {
-        const std::string line = record(domain, name, 0) + "\n";
-        write_file(root_ + "/offered/" + domain + "/" + name, line);
-        write_file(preparedLog(domain, name), line);
+        write_file(offeredLog(domain, name), record(domain, name, 0));
+        write_file(preparedLog(domain, name), record(domain, name, 0));
     }
-}
-
-void SampleServer::addMonths(const std::string &domain) const
-{
-    const std::string statistics = domainPath(domain) + "/statistics/webstat";
-    write_file(domainPath(domain) + "/conf/stat_ttl.conf", "12\n");
-    write_file(domainPath(domain) + "/conf/next_month", "");
-    write_file(statistics + "/2024-03/page", "March\n");
-    write_file(statistics + "/2023-04/icons/icon", "Icon\n");
-    fs::create_symlink("2024-03", statistics + "/current");
-    fs::create_symlink(root_ + "/outside/directory", statistics + "/2023-04/directory");
-    fs::create_symlink(root_ + "/outside/file", statistics + "/2023-04/icons/file");
 }
 
 void SampleServer::addSampleDomains() const
@@ -153,47 +161,51 @@ void SampleServer::addSampleDomains() const
     addDomain("a.example", Kind::none);
     addDomain("b.example", Kind::webalizer, names);
     addDomain("c.example", Kind::awstats, names);
-    addMonths("c.example");
     addDomain("d.example", Kind::none);
+    const std::string statistics = domainPath("c.example") + "/statistics/webstat";
+    write_file(domainPath("c.example") + "/conf/stat_ttl.conf", "12\n");
+    write_file(domainPath("c.example") + "/conf/next_month", "");
+    write_file(statistics + "/2024-03/page", "March\n");
+    write_file(statistics + "/2023-04/icons/icon", "Icon\n");
+    fs::create_symlink("2024-03", statistics + "/current");
+    fs::create_symlink(root_ + "/outside/directory", statistics + "/2023-04/directory");
+    fs::create_symlink(root_ + "/outside/file", statistics + "/2023-04/icons/file");
 }
 
 void SampleServer::bringRecords(bool prepared) const
 {
-    for (const std::string &domain : names_in(root_ + "/offered")) {
-        for (const std::string &log : names_in(root_ + "/offered/" + domain)) {
-            const std::string offered = root_ + "/offered/" + domain + "/" + log;
-            const std::size_t count = lines_of(offered).size();
-            std::string text = record(domain, log, count) + "\n";
-            text += prepared ? "" : record(domain, log, count + 1) + "\n";
-            const std::string path = prepared ? preparedLog(domain, log) : domainPath(domain) + "/logs/" + log;
-            std::ofstream(path, std::ios::app) << text;
-            std::ofstream(offered, std::ios::app) << text;
-        }
+    for (const auto &[domain, log] : logs()) {
+        const std::size_t count = lines_of(offeredLog(domain, log)).size();
+        const std::string text = record(domain, log, count) + (prepared ? "" : record(domain, log, count + 1));
+        const std::string path = prepared ? preparedLog(domain, log) : domainPath(domain) + "/logs/" + log;
+        std::ofstream(path, std::ios::app) << text;
+        std::ofstream(offeredLog(domain, log), std::ios::app) << text;
     }
 }
 
 Violations SampleServer::lost(const std::string &domain, const std::string &name, bool moved) const
 {
-    const Log &log =
-        *std::find_if(std::begin(all_logs), std::end(all_logs), [&](const Log &l) { return l.name == name; });
-    std::vector<std::string> places = {preparedLog(domain, name)};
-    if (!moved) {
-        places.push_back(domainPath(domain) + "/logs/" + name);
+    const Log *log = all_logs;
+    while (log->name != name) {
+        ++log;
     }
+    std::set<std::string> there;
+    const auto add = [&](const std::string &path) {
+        const std::vector<std::string> lines = lines_of(path);
+        there.insert(lines.begin(), lines.end());
+    };
+    const std::string ledger = root_ + "/ledger/" + domain + "-";
     if (exists(domainPath(domain) + "/conf/webalizer.conf")) {
-        places.push_back(root_ + "/ledger/" + domain + "-" + log.directory);
-    } else if (exists(root_ + "/panel/etc/awstats/awstats." + domain + "-http.conf")) {
-        places.push_back(root_ + "/ledger/" + domain + "-" + log.service);
+        add(ledger + log->directory);
+    } else if (exists(awstatsConf(domain, "http"))) {
+        add(ledger + log->service);
     } else {
         return {};
     }
-    std::set<std::string> there;
-    for (const std::string &place : places) {
-        const std::vector<std::string> lines = lines_of(place);
-        there.insert(lines.begin(), lines.end());
-    }
+    add(preparedLog(domain, name));
+    add(moved ? "" : domainPath(domain) + "/logs/" + name);
     Violations wrong;
-    for (const std::string &line : lines_of(root_ + "/offered/" + domain + "/" + name)) {
+    for (const std::string &line : lines_of(offeredLog(domain, name))) {
         if (there.count(line) == 0) {
             wrong.push_back("lost: " + line);
         }
@@ -209,11 +221,9 @@ Violations SampleServer::judge(bool moved) const
             wrong.push_back(path + " has changed");
         }
     }
-    for (const std::string &domain : names_in(root_ + "/offered")) {
-        for (const std::string &log : names_in(root_ + "/offered/" + domain)) {
-            const Violations more = lost(domain, log, moved);
-            wrong.insert(wrong.end(), more.begin(), more.end());
-        }
+    for (const auto &[domain, log] : logs()) {
+        const Violations more = lost(domain, log, moved);
+        wrong.insert(wrong.end(), more.begin(), more.end());
     }
     return wrong;
 }

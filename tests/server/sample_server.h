@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The generator of a domain.
@@ -47,13 +48,10 @@ public:
     // configurations and directories for the web and for regular FTP.
     void addDomain(const std::string &domain, Kind kind, const std::vector<std::string> &logs = {"access_log"}) const;
 
-    // Gives an AWStats domain a past, as of May 2024: the months 2024-03, to which "current" leads,
-    // and 2023-04, which is due to go, with links to the outside, 12 months to live, and word of
+    // Makes the domains of the trials: b.example of Webalizer, c.example of AWStats, a.example and
+    // d.example without a generator. The second has a past, as of May 2024: the months 2024-03, to
+    // which "current" leads, and 2023-04, which is due to go, with links to the outside; and word of
     // the previous month, which log preparation will leave as its marker.
-    void addMonths(const std::string &domain) const;
-
-    // Makes the domains of the trials: b.example of Webalizer, c.example of AWStats, with a past, and
-    // a.example and d.example without a generator.
     void addSampleDomains() const;
 
     // Adds two records to each raw log, which log preparation is to move; or one to each prepared log.
@@ -72,6 +70,9 @@ public:
     Snapshot look() const;
 
 private:
+    std::string offeredLog(const std::string &domain, const std::string &log) const;
+    std::string awstatsConf(const std::string &domain, const std::string &service) const;
+    std::vector<std::pair<std::string, std::string>> logs() const; // domains and names
     Violations lost(const std::string &domain, const std::string &log, bool moved) const;
 
     std::string root_;

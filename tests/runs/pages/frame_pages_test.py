@@ -29,7 +29,6 @@ CHROMIUM_OPTIONS = """--headless --no-sandbox --disable-gpu --disable-dev-shm-us
 
 # What scripts say of the list, of the page and of the frames.
 ENTRIES = "Array.from(document.periodForm.periodSelect, entry => entry.text)"
-ELEMENTS = "Array.from(document.body.querySelectorAll('*'), element => element.tagName)"
 SHOWN = "[decodeURIComponent(location), document.body?.innerText.split('\\n')[0]]"
 FRAMES = "Array.from(frames, frame => [frame.name, frame.document.title, frame.document.readyState])"
 
@@ -97,16 +96,11 @@ class FramePages(unittest.TestCase):
         return self.browser.execute_script("return " + expression)
 
     def wait_for(self, expected, expression, frame=None):
-        seen = []
-
-        def is_there(_):
-            seen[:] = [self.ask(expression, frame)]
-            return seen == [expected]
-
+        patience = WebDriverWait(self.browser, PATIENCE, poll_frequency=0.05)
         try:
-            WebDriverWait(self.browser, PATIENCE, poll_frequency=0.05).until(is_there)
+            patience.until(lambda _: self.ask(expression, frame) == expected)
         except TimeoutException:
-            self.assertEqual(seen, [expected])
+            self.assertEqual(self.ask(expression, frame), expected)
 
     def wait_for_page(self, directory, name):
         """Waits until the main frame shows the page in a directory, which tells its name."""
@@ -115,12 +109,6 @@ class FramePages(unittest.TestCase):
 
     def expect_list(self, *names):
         self.assertEqual(self.ask(ENTRIES, "topFrame"), ["Current", *names])
-
-    def expect_elements(self, *names):
-        self.assertEqual(self.ask(ELEMENTS, "topFrame"), ["FORM", "SELECT", "OPTION", *names])
-
-    def expect_no_script_has_run(self):
-        self.assertIsNone(self.ask("window.hasRun"))
 
     def choose(self, entry):
         self.browser.switch_to.default_content()
@@ -148,37 +136,12 @@ class FramePages(unittest.TestCase):
         names = ['2023"', '2024-01">', "2024-12 old", "<1 & >2", "`$(reboot)`", "{{7*7}};"]
         self.open_pages(directories=names)
         self.expect_list(*sorted([*names, "2024-11"]))
-        self.expect_elements(*["OPTION"] * 7)
         for name in names:
             self.choose(name)
             self.wait_for_page(name, name)
 
-    # The names are written without escaping. What that can do to the page is a reason why only the
-    # program's user makes directories among the statistics.
-
-    def test_a_quote_cuts_where_its_entry_leads(self):
-        self.open_pages(directories=["2024-01", "2024-01'02", "2024-01' onclick='top.hasRun=1"])
-        self.expect_list("2024-01", "2024-01' onclick='top.hasRun=1", "2024-01'02", "2024-11")
-        self.expect_elements(*["OPTION"] * 4)
-        for entry, directory in [("2024-01'02", "2024-01"), ("2024-11", "2024-11")]:
-            self.choose(entry)
-            self.wait_for_page(directory, directory)
-        self.expect_no_script_has_run()
-
-    def test_an_element_that_closes_with_its_entry_costs_no_month(self):
-        self.open_pages(directories=["2023-12", "2024-01<b>"])
-        self.expect_list("2023-12", "2024-01", "2024-11")
-        self.choose("2024-11")
-        self.wait_for_page("2024-11", "2024-11")
-
-    def test_an_element_that_stays_open_takes_the_months_behind_it(self):
-        for name in ["2024-01'><script>top.hasRun=1", '2024-01"><script>top.hasRun=1']:
-            self.open_pages(directories=["2023-12", name])
-            self.assertEqual(self.ask(ENTRIES, "topFrame")[:2], ["Current", "2023-12"])
-            self.assertNotIn("2024-11", self.ask(ENTRIES, "topFrame"))
-            self.choose("2023-12")
-            self.wait_for_page("2023-12", "2023-12")
-            self.expect_no_script_has_run()
+    # The names are written without escaping: a reason why only the program's user makes directories
+    # among the statistics.
 
     def test_a_handler_in_a_name_runs(self):
         self.open_pages(directories=["2024-01<input autofocus onfocus=top.hasRun=1>"])
@@ -186,7 +149,7 @@ class FramePages(unittest.TestCase):
 
     def test_a_name_that_is_an_address_is_followed(self):
         self.open_pages(directories=["javascript:top.hasRun=1,1"])
-        self.expect_no_script_has_run()
+        self.assertIsNone(self.ask("window.hasRun"))
         self.choose("javascript:top.hasRun=1,1")
         self.wait_for(1, "window.hasRun")
 
