@@ -16,7 +16,11 @@ protected:
         fs::create_directory("out dir");
         use_builder("stock.pl");
     }
-    ~BuilderAdapter() override { ::unsetenv("AWSTATS_STOCK_BUILDER"); }
+    ~BuilderAdapter() override
+    {
+        ::unsetenv("AWSTATS_STOCK_BUILDER");
+        ::unsetenv("AWSTATS_STOCK_PROGRAM");
+    }
 
     static void use_builder(const char *path) { ::setenv("AWSTATS_STOCK_BUILDER", path, 1); }
 
@@ -47,21 +51,18 @@ TEST_F(BuilderAdapter, FormsOfOptions)
 
 TEST_F(BuilderAdapter, EndsThatAreFailures)
 {
-    const struct {
-        std::string ending;
-        int status;
-        const char *message;
-    } rows[] = {
-        {said, 1, "/awstats.a-http.html is empty or missing\n"},
-        {made + "exit 3", 3, "complained"},
-        {made + "kill 9, $$", 128 + 9, "complained"},
-        {"exit 0", 1, "the pages of a-http are not made, or not all of them"},
-        {R"(print "Main HTML page is 'awstats.b.html'.\n";)", 1, "the pages of a-http are not made"},
+    const std::map<std::string, std::pair<int, std::string>> rows = {
+        {said, {1, "/awstats.a-http.html is empty or missing\n"}},
+        {made + "exit 3", {3, "complained"}},
+        {made + "kill 9, $$", {128 + 9, "complained"}},
+        {"exit 0", {1, "the pages of a-http are not made, or not all of them"}},
+        {R"(print "Main HTML page is 'awstats.b.html'.\n";)", {1, "the pages of a-http are not made"}},
     };
-    for (const auto &row : rows) {
-        const Outcome outcome = run(row.ending);
-        EXPECT_EQ(outcome.status, row.status) << row.ending;
-        EXPECT_TRUE(contains(outcome.err, row.message));
+    for (const auto &[ending, expected] : rows) {
+        fs::remove("out dir/awstats.a-http.html");
+        const Outcome outcome = run(ending);
+        EXPECT_EQ(outcome.status, expected.first) << ending;
+        EXPECT_TRUE(contains(outcome.err, expected.second));
     }
     EXPECT_TRUE(contains(run(made, "-dir out").err, "there is no -config\n"));
     EXPECT_TRUE(contains(run(made, "-config").err, "-config has no value\n"));

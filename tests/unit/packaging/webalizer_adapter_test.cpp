@@ -138,11 +138,3 @@ TEST_F(WebalizerState, CountsEachRecordOfALogOnceAlsoThoseOfTheLastSecond)
     EXPECT_EQ(pass(look), 0);
     EXPECT_EQ(read_file("seen"), "c\nd\ne\n2026 11 20 10 0 -1\n");
 }
-
-TEST_F(WebalizerAdapter, NeedsAWebalizerThatIsNotItself)
-{
-    for (const std::string &path : {root() + "/missing", root(), adapter}) {
-        ::setenv("STOCK_WEBALIZER", path.c_str(), 1);
-        expect_outcome(run_program({adapter}), "", adapter + ": STOCK_WEBALIZER names no Webalizer: " + path + "\n", 1);
-    }
-}
