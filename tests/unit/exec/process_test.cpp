@@ -40,7 +40,7 @@ TEST(Process, StatusAndStreams)
 
 TEST(Process, SwitchesTheUserCompletelyOrNotAtAll)
 {
-    EXPECT_EQ(capture_script("id -u; id -G", "", "nobody").out, "65534\n65534\n");
+    EXPECT_EQ(capture_script("id -u; id -g; id -G", "", "nobody").out, "65534\n65534\n65534\n");
     EXPECT_EQ(capture_script("id -u", "", "no such user").out, "0\n");
     in_child(as_nobody([] {
         const Outcome outcome = capture_script("echo started", "", "daemon");

@@ -27,14 +27,3 @@ TEST(Accounts, UnknownOnesAreReported)
         {[] { EXPECT_EQ(user_name("4295032830"), nullptr); }, "user 4295032830 not found", ENOENT}, // nobody's and 2^32
     });
 }
-
-TEST(Accounts, ASwitchIsForGoodOrRefused)
-{
-    in_child([] {
-        gid_t groups[8] = {};
-        EXPECT_TRUE(p_setuid("no one") == -1 && ::getuid() == 0);
-        EXPECT_EQ(p_setuid("nobody"), 0);
-        EXPECT_TRUE(::getgroups(8, groups) == 1 && groups[0] == 65534);
-        EXPECT_TRUE(::setuid(0) == -1 && p_setuid("root") == -1);
-    });
-}

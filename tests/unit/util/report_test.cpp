@@ -25,23 +25,15 @@ TEST(Reports, AppendTheSystemErrorThatIsSet)
     }
 }
 
-TEST(Reports, ATextThatCannotBeFormattedIsEmpty)
+TEST(Reports, KeepErrnoWhereTheyCannotBeFormattedOrWritten)
 {
     const wchar_t no_character[] = {0x7fffffff, 0};
     expect_reports({
         {[&] { report(0, 0, "%ls", no_character); }, "\n"},
+        {[] { ::close(STDOUT_FILENO), ::close(STDERR_FILENO), errno = ENOENT, report(0, 0, "lost"); }, "", ENOENT},
         {[&] { log_message(0, "%ls", no_character); }, "", EILSEQ},
         {[&] { xasprintf("%ls", no_character); }, "Cannot allocate memory: %", EILSEQ, 1},
     });
-}
-
-TEST(Reports, KeepErrnoWhereTheOutputFails)
-{
-    expect_reports({{[] {
-                         ::close(STDERR_FILENO), ::close(STDOUT_FILENO);
-                         errno = ENOENT, report(0, 0, "text");
-                     },
-                     "", ENOENT}});
 }
 
 TEST(Reports, PrefixIsTheBaseNameOfTheProgramPath)

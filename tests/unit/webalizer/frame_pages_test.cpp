@@ -53,6 +53,7 @@ TEST_F(FramePages, TheListHoldsTheSubdirectoriesInOrder)
 TEST_F(FramePages, OnlyARegularFileWithExactlyThePageStays)
 {
     fs::create_directories("s/2024-05");
+    fs::create_directories("s/2024-06");
     for (const std::string page : {"s/index.html", "s/nav.html"}) {
         write_frame_pages("s");
         fs::last_write_time(page, 1);
