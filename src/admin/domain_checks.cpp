@@ -2,9 +2,12 @@
 
 #include "admin/places.h"
 #include "admin/texts.h"
+#include "domain/log_position.h"
 #include "util/shell_quote.h"
 
 #include <fcntl.h>
+
+#include <stdexcept>
 
 namespace
 {
@@ -19,6 +22,7 @@ public:
     }
 
     void check_places();
+    void check_positions();
     void check_without_generator();
     void check_log(const ServiceSurvey &service);
     void check_unconfigured(const ServiceSurvey &service);
@@ -70,6 +74,19 @@ void DomainChecks::check_places()
     const struct stat conf = look("conf");
     if (domain_.kind != webstat_awstats || conf.st_mode != 0) {
         list_.expect_directory(path + "/conf", conf, "755");
+    }
+}
+
+void DomainChecks::check_positions()
+{
+    for (const LogSource &source : log_sources) {
+        const std::string path = log_position_path(domain_.domain, source.log_name);
+        try {
+            read_log_position(path);
+        } catch (const std::runtime_error &error) {
+            list_.add(ProblemKind::position, error.what(),
+                      "rm " + shell_quote(path) + " has it taken in anew");
+        }
     }
 }
 
@@ -179,6 +196,9 @@ void check_domain(Checklist &checklist, const DomainSurvey &domain, const Survey
         return; // a directory of something else
     }
     checks.check_places();
+    if (surveyor.has_positions(domain.domain)) {
+        checks.check_positions();
+    }
     if (domain.kind == webstat_none) {
         checks.check_without_generator();
         return;

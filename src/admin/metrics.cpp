@@ -1,8 +1,8 @@
 #include "admin/metrics.h"
 
-#include "admin/places.h"
 #include "admin/stored_file.h"
 #include "admin/survey.h"
+#include "domain/log_position.h"
 
 #include <sys/stat.h>
 
@@ -50,7 +50,7 @@ void add_domains(std::ostream &text, const Totals &totals)
 void add_last_run(std::ostream &text)
 {
     struct stat positions = {};
-    if (::stat(panel_path("var/log_positions").c_str(), &positions) == 0) {
+    if (::stat(log_positions_dir().c_str(), &positions) == 0) {
         add_value(text, "statistics_run_last_run_timestamp_seconds",
                   "When logs were last prepared.", static_cast<std::uintmax_t>(positions.st_mtime));
     }

@@ -4,6 +4,7 @@
 #include "admin/template.h"
 #include "config/config_path.h"
 #include "domain/domains.h"
+#include "domain/log_position.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -75,7 +76,7 @@ int setup_command(const std::vector<std::string> &words)
     for (const char *const path : {"etc/awstats", "var/awstats", "var/webalizer"}) {
         make_dir(changes, panel_path(path), 0755);
     }
-    make_dir(changes, panel_path("var/log_positions"), 0700);
+    make_dir(changes, log_positions_dir(), 0700);
     make_dir(changes, domains_dir_path(), 0755);
     return 0;
 }

@@ -4,6 +4,7 @@
 #include "admin/listing.h"
 #include "admin/month.h"
 #include "admin/places.h"
+#include "domain/log_position.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -97,6 +98,8 @@ Surveyor::Surveyor()
             awstats_confs_.insert(configuration_of(name));
         }
     });
+    read_directory(AT_FDCWD, log_positions_dir().c_str(),
+                   [&](const char *name, unsigned char) { positions_.insert(name); });
 }
 
 bool Surveyor::has_awstats_conf(const std::string &domain, const LogSource &source) const

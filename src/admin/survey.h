@@ -60,6 +60,9 @@ public:
     // The same for a domain that somebody has named: throws Refusal if it has no logs.
     DomainSurvey survey_named(const std::string &domain) const;
 
+    // Whether log preparation has positions of the domain's logs.
+    bool has_positions(const std::string &domain) const { return positions_.count(domain) != 0; }
+
     PagesSurvey survey_pages(const DomainSurvey &domain, const LogSource &source) const;
 
 private:
@@ -68,6 +71,7 @@ private:
 
     Descriptor directory_;
     std::vector<std::string> domains_;
+    std::unordered_set<std::string> positions_;     // domains
     std::unordered_set<std::string> awstats_confs_; // "<domain>-<service>"
 };
 

@@ -83,6 +83,11 @@ const Case cases[] = {
      "n.example "
      "--generator awstats, or 'statistics_admin remove n.example' if that is meant\n"},
     {"echo >vhosts/system/n.example/logs/xferlog; touch vhosts/system/n.example/conf/no_statistics", ""},
+    {"mkdir -p panel/var/log_positions/w.example; cd panel/var/log_positions/w.example; echo >xferlog",
+     "w.example: @/panel/var/log_positions/w.example/xferlog: not a position of this program; the lines of the log "
+     "wait "
+     "until the file is restored, or removed to have the log taken from its beginning; mend: rm "
+     "@/panel/var/log_positions/w.example/xferlog has it taken in anew\n"},
     // Months.
     {"touch -d tomorrow panel/var/awstats/*04*; rm -r vhosts/system/*/statistics/webstat/2024-05; "
      "touch panel/var/awstats/awstats012014.a.example-http.txt",
