@@ -117,10 +117,10 @@ TEST_F(Faults, OfAFullDisk)
 TEST_F(Faults, OfAFileThatGetsTooLarge)
 {
     for (const int bytes : {0, 100, 456, 457, 900, 5000}) {
-        for (const std::string trap : {"trap '' XFSZ; ", ""}) {
+        const std::string limit = "prlimit --fsize=" + std::to_string(bytes) + " $0; } 2>&1 | cat";
+        for (const std::string trap : {"{ trap '' XFSZ; ", "{ "}) {
             prepareLogs();
-            const std::string limit = "prlimit --fsize=" + std::to_string(bytes) + " $0; ";
-            tryLimit("sizes", "oo large", shell("{ " + trap + limit + "} 2>&1 | cat"));
+            tryLimit("sizes", "oo large", shell(std::string(trap).append(limit)));
         }
     }
     EXPECT_GT(met, 0);

@@ -47,7 +47,7 @@ protected:
     // Runs the program over a changed tree, in limited time. Only the domain at the place may have lost records.
     Outcome runWith(const std::string &place, const std::string &limits = "")
     {
-        const Outcome outcome = run_program({"timeout", "-k1", "10", "sh", "-c", limits + "exec $0", STATISTICS_RUN});
+        Outcome outcome = run_program({"timeout", "-k1", "10", "sh", "-c", limits + "exec $0", STATISTICS_RUN});
         EXPECT_TRUE(outcome.status == 0 || outcome.status == 1 || outcome.status == -SIGABRT)
             << place << ": " << outcome.status;
         const std::string domain = place.substr(0, domains.size()) == domains ? place.substr(domains.size(), 9) : "/";

@@ -12,15 +12,15 @@ using Words = std::vector<std::string>;
 
 // How calls fail, and KILL where they change something. The first row that matches a call holds.
 const std::pair<std::regex, Words> ways[] = {
-    {std::regex("^(exit|mmap|munmap|lseek|ioctl|fcntl\\(.*(SETFL|[GS]ETFD)|wait.*WNOHANG|close\\(\\d+<pipe)"), {}},
+    {std::regex(R"(^(exit|mmap|munmap|lseek|ioctl|fcntl\(.*(SETFL|[GS]ETFD)|wait.*WNOHANG|close\(\d+<pipe))"), {}},
     {std::regex("^(clone|fork|vfork)"), {"EAGAIN", "KILL"}},
     {std::regex("^execve"), {"EACCES", "ENOMEM"}},
-    {std::regex("^(wait|read\\(\\d+<pipe)"), {"EINTR"}},
+    {std::regex(R"(^(wait|read\(\d+<pipe))"), {"EINTR"}},
     {std::regex("^(p?poll|p?select)"), {"EINTR", "ENOMEM"}},
     {std::regex("^close_range"), {"ENOSYS"}},
     {std::regex("^close"), {"EIO"}},
     {std::regex("^(pipe|dup|fcntl.*DUPFD)"), {"EMFILE"}},
-    {std::regex("^write\\([12]<"), {"EIO", "EINTR"}},
+    {std::regex(R"(^write\([12]<)"), {"EIO", "EINTR"}},
     {std::regex("^p?write"), {"EIO", "ENOSPC", "KILL"}},
     {std::regex("^open.*O_CREAT"), {"EACCES", "ENOSPC", "EMFILE", "KILL"}},
     {std::regex("^open"), {"EACCES", "EIO", "EMFILE"}},
@@ -67,7 +67,7 @@ std::vector<Plan> plan(const std::vector<Call> &calls)
     std::map<std::string, std::size_t> counts;
     std::set<std::string> planned;
     bool begun = false;
-    const std::regex first("^open(?!.*\\.so)");
+    const std::regex first(R"(^open(?!.*\.so))");
     for (const Call &call : calls) {
         const bool own = call.process == calls[0].process;
         const std::size_t number = ++counts[call.process + call.name()];
@@ -89,7 +89,7 @@ std::vector<Plan> plan(const std::vector<Call> &calls)
 // The descriptors that the command has opened and not closed.
 Violations left_open(const std::vector<Call> &calls)
 {
-    static const std::regex opened("^pipe.*\\[(\\d+)<.*, (\\d+)<.* = 0| = (\\d\\d+|[3-9])<");
+    static const std::regex opened(R"(^pipe.*\[(\d+)<.*, (\d+)<.* = 0| = (\d\d+|[3-9])<)");
     std::map<std::string, std::string> open;
     for (const Call &call : calls) {
         std::smatch part;

@@ -68,7 +68,8 @@ Violations Accepted::rest(const std::string &deed, const Violations &wrong)
 {
     Violations left;
     for (const std::string &text : wrong) {
-        const std::string line = deed + ": " + text;
+        std::string line = deed;
+        line.append(": ").append(text);
         const auto entry = std::find_if(entries_.begin(), entries_.end(),
                                         [&](const Entry &one) { return std::regex_search(line, one.expression); });
         entry == entries_.end() ? left.push_back(line) : void(++entry->count);
