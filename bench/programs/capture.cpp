@@ -1,13 +1,14 @@
-// Captures what a program writes on standard output, through one of the two ways of a run.
+// Captures what a command writes on standard output: through one of the two ways of a run, or by a
+// bare loop that reads as much at a time as those into memory that doubles.
 //
-// usage: capture runner|shell EXPECTED_BYTES PROGRAM ARGUMENT
+// usage: capture runner|shell|loop EXPECTED_BYTES PROGRAM
 #include "exec/ExecCmd.h"
 #include "util/malloced.h"
 #include "util/shell_command.h"
 
 #include <malloc.h>
+#include <unistd.h>
 
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -15,35 +16,55 @@
 namespace
 {
 
-std::size_t capture_by_runner(const std::string &program, const std::string &argument)
+constexpr std::size_t read_size = 4096;
+
+std::size_t capture_by_runner(const std::string &program)
 {
     korvo::ExecCmd command(program);
-    command.addArg(argument);
     command.run();
     return command.output().size();
 }
 
 // The routine does not tell the text's length. To look for its end through all of it would count.
-bool capture_by_shell(const std::string &program, const std::string &argument, std::size_t expected)
+std::size_t capture_by_shell(const char *command, std::size_t expected)
 {
     char *output = nullptr;
-    const int status = popen_exec_output((program + " " + argument).c_str(), &output);
+    const int status = popen_exec_output(command, &output);
     const Malloced<char> owned(output);
-    return status == 0 && ::malloc_usable_size(output) > expected && output[expected] == '\0' &&
-           output[expected - 1] != '\0';
+    const bool whole = status == 0 && ::malloc_usable_size(output) > expected &&
+                       output[expected] == '\0' && output[expected - 1] != '\0';
+    return whole ? expected : 0;
+}
+
+std::size_t capture_by_loop(const char *command)
+{
+    std::FILE *const output = ::popen(command, "re");
+    std::size_t length = 0;
+    std::size_t capacity = read_size;
+    auto *text = static_cast<char *>(std::malloc(capacity));
+    ssize_t count = 0;
+    while ((count = ::read(::fileno(output), text + length, read_size)) > 0) {
+        length += static_cast<std::size_t>(count);
+        if (capacity - length < read_size) {
+            capacity *= 2;
+            text = static_cast<char *>(std::realloc(text, capacity));
+        }
+    }
+    std::free(text);
+    return ::pclose(output) == 0 ? length : 0;
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc != 5) {
-        std::fputs("usage: capture runner|shell EXPECTED_BYTES PROGRAM ARGUMENT\n", stderr);
+    if (argc != 4) {
+        std::fputs("usage: capture runner|shell|loop EXPECTED_BYTES PROGRAM\n", stderr);
         return 2;
     }
     const std::size_t expected = std::stoul(argv[2]);
-    const bool whole = std::strcmp(argv[1], "runner") == 0
-                           ? capture_by_runner(argv[3], argv[4]) == expected
-                           : capture_by_shell(argv[3], argv[4], expected);
-    return whole ? 0 : 1;
+    const std::size_t captured = argv[1][0] == 'r'   ? capture_by_runner(argv[3])
+                                 : argv[1][0] == 's' ? capture_by_shell(argv[3], expected)
+                                                     : capture_by_loop(argv[3]);
+    return captured == expected ? 0 : 1;
 }

@@ -1,2 +1,0 @@
-// Nothing but the cost of starting a program that is linked with the same libraries.
-int main() {}

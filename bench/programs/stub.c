@@ -1,5 +1,0 @@
-/* Stands for a generator that has nothing to do. */
-int main(void)
-{
-    return 0;
-}

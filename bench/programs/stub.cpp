@@ -1,0 +1,2 @@
+// Stands for a generator that has nothing to do.
+int main() {}
