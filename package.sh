@@ -10,7 +10,7 @@ install_packages "${build_packages[@]}" dpkg-dev file
 rm -f "$build"/*.deb
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DWARNINGS_AS_ERRORS=ON \
     -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_SYSCONFDIR=/etc \
-    -DCMAKE_INSTALL_DOCDIR=share/doc/statistics-run
+    -DCMAKE_INSTALL_DOCDIR=share/doc/statistics-run -DSYSTEMD_UNIT_DIR=lib/systemd/system
 cmake --build "$build" --parallel "$(nproc)"
 (cd "$build" && cpack -G DEB)
 printf '%s\n' "$PWD/$build"/*.deb
