@@ -151,7 +151,7 @@ TEST_F(Preparation, SaysWhatIsLost)
     const std::string gone = "access_log: the log that was being read is gone, with what it held after the last line "
                              "taken; going on from the beginning of ";
     writeLine();
-    inLogs("echo past >$l.1; touch -d 2000-01-01 $l.1");
+    inLogs("echo past | tee $l.1 >$l.4; touch -d 2000-01-01 $l.1 $l.4");
     prepare();
     writeLine();
     prepare();
