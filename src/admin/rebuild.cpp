@@ -122,21 +122,16 @@ std::vector<Job> plan(const Selection &selection, const Surveyor &surveyor,
     return jobs;
 }
 
-// This month's pages are made as a run makes them, with "current" and the time-to-live.
-bool build(const Job &job, MonthPagesSurveyor &months)
+// This month's pages are made as a run makes them, with "current" and the time-to-live. Returns
+// whether all came out.
+bool build(const Job &job, Month this_month)
 {
     const DomainPaths paths = domain_paths(job.domain);
-    bool is_built = false;
-    if (job.month == months.this_month()) {
-        build_current_month_pages(paths, *job.source);
-        const std::vector<Month> stale = months.survey(job.domain, *job.source).stale;
-        is_built = std::find(stale.begin(), stale.end(), job.month) == stale.end();
-    } else {
-        tm month = {};
-        month.tm_year = job.month / 12 - 1900;
-        month.tm_mon = job.month % 12;
-        is_built = build_month_pages(paths, *job.source, month);
-    }
+    tm month = {};
+    month.tm_year = job.month / 12 - 1900;
+    month.tm_mon = job.month % 12;
+    const bool is_built = job.month == this_month ? build_current_month_pages(paths, *job.source)
+                                                  : build_month_pages(paths, *job.source, month);
     write_frame_pages(
         format_bounded("%s/%s", statistics_dir_path(paths).c_str(), job.source->webstat_dir));
     return is_built;
@@ -164,7 +159,7 @@ int rebuild_command(const std::vector<std::string> &words)
             job.domain + " " + job.source->service + " " + month_name(job.month);
         std::cout << name << std::endl;
         try {
-            if (build(job, months)) {
+            if (build(job, months.this_month())) {
                 continue;
             }
             std::cerr << "statistics_admin: " + name + ": the pages could not be made; see above\n";

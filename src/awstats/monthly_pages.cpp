@@ -180,7 +180,7 @@ void build_previous_month_pages(const DomainPaths &paths, const LogSource &sourc
     fs::remove(marker_path, error);
 }
 
-void build_current_month_pages(const DomainPaths &paths, const LogSource &source)
+bool build_current_month_pages(const DomainPaths &paths, const LogSource &source)
 {
     const int months = months_kept(read_stat_ttl(paths.domain));
     std::printf("Stat_ttl for the domain is %d.\n", months);
@@ -196,13 +196,15 @@ void build_current_month_pages(const DomainPaths &paths, const LogSource &source
         paths.domain.c_str(), source.service, current.c_str());
     if (popen_exec(command.c_str()) != 0) {
         log_line("Error: Unable to execute " + command);
-        return;
+        return false;
     }
     const std::string target =
         format_bounded("awstats.%s-%s.html", paths.domain.c_str(), source.service);
     if (!make_link(target, format_bounded("%s/index.html", current.c_str()))) {
         log_line("Unable to symlink from" + target + "to index.html");
+        return false;
     }
+    return true;
 }
 
 const char *month_string(const time_t *time)

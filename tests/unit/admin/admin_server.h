@@ -3,9 +3,33 @@
 #include "server/sample_server.h"
 #include "support.h"
 
-// statistics_admin on a server in the temporary directory, at noon of 15 May 2024; "@" stands for the directory's path
-// in what it prints. There are three domains: a.example has AWStats, with data and pages of this month and the last,
-// w.example has Webalizer, and n.example nothing.
+#include <sstream>
+
+// A shell's deed and the lines that come of it.
+struct Case {
+    std::string deed;
+    std::string lines;
+};
+
+// The cases of a text in which each deed is a line that begins with "$ ".
+inline std::vector<Case> cases_of(const std::string &text)
+{
+    std::vector<Case> cases;
+    std::istringstream deeds(text);
+    std::string line;
+    for (std::getline(deeds, line); std::getline(deeds, line);) {
+        if (line[0] == '$') {
+            cases.push_back({line.substr(2), ""});
+        } else {
+            cases.back().lines += line + "\n";
+        }
+    }
+    return cases;
+}
+
+// statistics_admin on a server in the temporary directory, at noon of 15 May 2024; in what it prints, "V" and "P" stand
+// for the directories of the domains and of the panel, and "@" for that of the server. There are three domains: a.example
+// has AWStats, with data and pages of this month and the last, w.example has Webalizer, and n.example nothing.
 class AdminServer : public InTempDir
 {
 protected:
@@ -13,6 +37,8 @@ protected:
     {
         ::setenv("TEST_TIME", "2024-05-15 12:00", 1);
         ::setenv("TZ", "UTC0", 1);
+        ::setenv("PAGES", pages.c_str(), 1);
+        ::setenv("V", "vhosts/system", 1);
         lay_out();
     }
 
@@ -35,9 +61,15 @@ protected:
     Outcome shell(const std::string &command) const
     {
         const Outcome outcome = run_program({"/bin/sh", "-ec", command});
-        return {replace_all(outcome.out, root(), "@"), replace_all(outcome.err, root(), "@"), outcome.status};
+        return {shortened(outcome.out), shortened(outcome.err), outcome.status};
     }
 
     const std::string pages = "vhosts/system/a.example/statistics/webstat";
     const SampleServer server;
+
+    std::string shortened(const std::string &text) const
+    {
+        const std::string domains = replace_all(text, root() + "/vhosts/system", "V");
+        return replace_all(replace_all(domains, root() + "/panel", "P"), root(), "@");
+    }
 };
