@@ -2,6 +2,7 @@
 import filecmp
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -224,6 +225,7 @@ def measure_calls():
 
 cases = {name[len('measure_'):]: case for name, case in globals().items() if name.startswith('measure_')}
 cases['awstats'] = lambda: [measure_awstats(disk, (0.60, 1.25)), measure_awstats(memory, (None, 1.20))]
+signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # what is temporary is removed
 chosen = sys.argv[2:] or list(cases)
 try:
     if not set(chosen) <= set(cases):

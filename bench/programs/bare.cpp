@@ -88,5 +88,4 @@ int main(int argc, char **argv)
     for (std::string verb, rest; file >> verb >> std::ws && std::getline(file, rest);) {
         verb == "start" ? start(rest) : verb == "shell" ? run_in_shell(rest) : empty(rest);
     }
-    return 0;
 }
