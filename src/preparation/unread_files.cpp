@@ -103,7 +103,7 @@ bool is_same_chain(const Place &log, const Names &names, const std::deque<Unread
 bool find_rest(const Place &log, const LogPosition &position, Unread &unread)
 {
     const TakenFile &newest = position.files.back();
-    if (!log.exists || newest.taken == 0 || !is_older_unchanged(log, position)) {
+    if (!log.exists || !is_older_unchanged(log, position)) {
         return false;
     }
     LogFile file = open_log(log, log.name);
