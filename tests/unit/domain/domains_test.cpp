@@ -11,20 +11,19 @@ protected:
 TEST_F(Domains, TheConfigurationsThatExistDecideTheKind)
 {
     for (const char *const path :
-         {"v/system/gone/conf/webalizer.conf", "v/system/both/conf/webalizer.conf", "v/system/both/logs/x",
-          "p/etc/awstats/awstats.both-http.conf", "v/system/http/logs/x", "p/etc/awstats/awstats.http-http.conf",
-          "v/system/https/logs/x", "p/etc/awstats/awstats.https-https.conf"}) {
+         {"v/system/kept/logs/x", "v/system/gone/conf/webalizer.conf", "v/system/both/conf/webalizer.conf",
+          "v/system/both/logs/x", "p/etc/awstats/awstats.both-http.conf", "v/system/http/logs/x",
+          "p/etc/awstats/awstats.http-http.conf", "v/system/https/logs/x", "p/etc/awstats/awstats.https-https.conf"}) {
         write_file(path, "");
     }
     const Outcome outcome = in_child([] {
-        DomainKindMap map = {{"both", 7}};
-        for (const char *const domain : {"gone", "both", "http", "https"}) {
+        DomainKindMap map = {{"kept", 7}};
+        for (const char *const domain : {"kept", "gone", "both", "http", "https"}) {
             check_domain(map, domain);
         }
-        EXPECT_EQ(map, (DomainKindMap{{"both", 7}, {"http", webstat_awstats}, {"https", webstat_none}}));
-        map.erase("both");
-        check_domain(map, "both");
-        EXPECT_EQ(map.at("both"), webstat_webalizer);
+        EXPECT_EQ(map,
+                  (DomainKindMap{
+                      {"kept", 7}, {"both", webstat_webalizer}, {"http", webstat_awstats}, {"https", webstat_none}}));
     });
     EXPECT_EQ(outcome.err, "Domain gone not exists, skip it\n");
 }

@@ -69,14 +69,12 @@ TEST(Process, AProgramThatDoesNotReadItsInputIsASystemErrorThatLeavesNothingBehi
 
 TEST(Process, NoPipesEndTheProcessAndNoChildIsASystemError)
 {
-    const auto capture = [] {
-        capture_script("echo started");
-    };
-    expect_reports({{[&] { use_up_descriptors(), capture(); }, "forkExecvGetOutErr: pipe() failed", EMFILE, 1}});
-    in_child([&] {
+    expect_reports(
+        {{[] { use_up_descriptors(), capture_script(""); }, "forkExecvGetOutErr: pipe() failed", EMFILE, 1}});
+    in_child([] {
         const int lowest_free = lowest_free_descriptor();
         forbid_children();
-        EXPECT_THROW(capture(), korvo::ExSystemError<EAGAIN>);
+        EXPECT_THROW(capture_script(""), korvo::ExSystemError<EAGAIN>);
         EXPECT_EQ(lowest_free_descriptor(), lowest_free);
     });
 }
@@ -110,11 +108,4 @@ TEST(Process, AProgramThatCannotBeStartedSaysWhy)
         EXPECT_EQ(err, out);
     });
     EXPECT_EQ(outcome.out, "pending");
-    try {
-        const Outcome refused = capture_script("echo started", "", "", {{"A=B", "x"}});
-        EXPECT_TRUE(refused.status == -1 && refused.out.empty());
-        EXPECT_TRUE(contains(refused.err, "forkExecvPipes: setenv() falied: Invalid argument"));
-    } catch (const korvo::SystemError &) {
-        std::_Exit(1); // a second copy of the test
-    }
 }

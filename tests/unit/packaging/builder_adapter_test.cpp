@@ -1,82 +1,60 @@
 #include "support.h"
 
-#include <map>
-
-// Runs the adapter of AWStats' page builder with a stand-in for the page builder, which prints its
-// arguments and ends in the given way.
 class BuilderAdapter : public InTempDir
 {
 protected:
-    const std::string adapter = BUILDER_ADAPTER;
     const std::string said = R"(print "Main HTML page is 'awstats.a-http.html'.\n";)";
     const std::string made = "open F, '>', 'out dir//awstats.a-http.html'; print F 1; " + said;
+    const std::string known_words = "-Config a-http '-dir=out dir//' ";
 
-    BuilderAdapter()
-    {
-        fs::create_directory("out dir");
-        use_builder("stock.pl");
-    }
-    ~BuilderAdapter() override
-    {
-        ::unsetenv("AWSTATS_STOCK_BUILDER");
-        ::unsetenv("AWSTATS_STOCK_PROGRAM");
-    }
+    BuilderAdapter() { fs::create_directory("out dir"); }
 
-    static void use_builder(const char *path) { ::setenv("AWSTATS_STOCK_BUILDER", path, 1); }
-
-    Outcome run(const std::string &ending, const std::string &words = "-Config a-http '-dir=out dir//'") const
+    // Runs the adapter with a stand-in for the page builder, which prints its arguments and ends in the given way.
+    static Outcome run(const std::string &words, const std::string &ending, const std::string &builder = "stock.pl")
     {
         write_file("stock.pl", R"(print map({ "[$_]" } @ARGV), "\n"; print STDERR 'complained'; )" + ending);
-        return run_program({"sh", "-c", adapter + " " + words});
+        return run_program({"sh", "-c", "AWSTATS_STOCK_BUILDER='" + builder + "' " BUILDER_ADAPTER " " + words});
     }
 };
 
 TEST_F(BuilderAdapter, FormsOfOptions)
 {
-    const std::map<std::string, std::string> rows = {
+    const std::pair<const char *, const char *> rows[] = {
         {"-month=2 -year=2026", "[-month=02][-year=2026]"},
-        {"-month 2 -year 2026", "[-month=02][-year=2026]"},
         {"-month 12 -awstatsprog '/a b/x.pl'", "[-month=12][-awstatsprog=/a b/x.pl]"},
         {"--month all -Month=9", "[--month=all][-Month=09]"},
         {"-update -month=all -lang -x", "[-update][-month=all][-lang=-x]"},
         {"-builddate -buildpdf=/bin/x -diricons ''", "[-builddate][-buildpdf=/bin/x][-diricons=]"},
     };
     for (const auto &[words, received] : rows) {
-        const Outcome outcome = run(made, "-Config a-http '-dir=out dir//' " + words);
-        EXPECT_EQ(outcome.out.substr(0, outcome.out.find('\n')), "[-Config=a-http][-dir=out dir//]" + received);
-        EXPECT_EQ(outcome.err, "complained");
-        EXPECT_EQ(outcome.status, 0);
+        const std::string said_first = std::string("[-Config=a-http][-dir=out dir//]") + received + "\n";
+        expect_outcome(run(known_words + words, made), said_first + "Main HTML page is 'awstats.a-http.html'.\n",
+                       "complained");
     }
 }
 
 TEST_F(BuilderAdapter, EndsThatAreFailures)
 {
-    const std::map<std::string, std::pair<int, std::string>> rows = {
-        {said, {1, "/awstats.a-http.html is empty or missing\n"}},
-        {made + "exit 3", {3, "complained"}},
-        {made + "kill 9, $$", {128 + 9, "complained"}},
-        {"exit 0", {1, "the pages of a-http are not made, or not all of them"}},
-        {R"(print "Main HTML page is 'awstats.b.html'.\n";)", {1, "the pages of a-http are not made"}},
+    fs::create_symlink(BUILDER_ADAPTER, "link.pl");
+    write_file("copy.pl", read_file(BUILDER_ADAPTER));
+    const std::tuple<std::string, int, const char *, const char *> rows[] = {
+        {said, 1, "/awstats.a-http.html is empty or missing\n", "stock.pl"},
+        {made + "exit 3", 3, "complained", "stock.pl"},
+        {made + "kill 9, $$", 128 + 9, "complained", "stock.pl"},
+        {"exit 0", 1, "the pages of a-http are not made, or not all of them", "stock.pl"},
+        {replace_all(made, "a-http", "b"), 1, "the pages of a-http are not made", "stock.pl"},
+        {made, 1, "AWSTATS_STOCK_BUILDER names no page builder of AWStats: missing.pl\n", "missing.pl"},
+        {made, 1, "AWSTATS_STOCK_BUILDER names no page builder of AWStats: link.pl\n", "link.pl"},
+        {made, 1, "AWSTATS_STOCK_BUILDER names no page builder of AWStats: copy.pl\n", "copy.pl"},
     };
-    for (const auto &[ending, expected] : rows) {
+    for (const auto &[ending, status, told, builder] : rows) {
         fs::remove("out dir/awstats.a-http.html");
-        const Outcome outcome = run(ending);
-        EXPECT_EQ(outcome.status, expected.first) << ending;
-        EXPECT_TRUE(contains(outcome.err, expected.second));
+        const Outcome outcome = run(known_words, ending, builder);
+        EXPECT_EQ(outcome.status, status) << ending;
+        EXPECT_TRUE(contains(outcome.err, told));
     }
-    EXPECT_TRUE(contains(run(made, "-dir out").err, "there is no -config\n"));
-    EXPECT_TRUE(contains(run(made, "-config").err, "-config has no value\n"));
-}
-
-TEST_F(BuilderAdapter, TheAdapterIsNoPageBuilder)
-{
-    fs::create_symlink(adapter, "link.pl");
-    write_file("copy.pl", read_file(adapter));
-    for (const char *const path : {"missing.pl", "out dir", "link.pl", "copy.pl"}) {
-        use_builder(path);
-        expect_outcome(run(made), "",
-                       adapter + ": AWSTATS_STOCK_BUILDER names no page builder of AWStats: " + path + "\n", 1);
-    }
+    EXPECT_TRUE(contains(run("-dir out", made).err, "there is no -config\n"));
+    EXPECT_TRUE(contains(run("-config", made).err, "-config has no value\n"));
 }
 
 // However awstats.pl is run, the pages are the same. It tells how often it was compiled.
@@ -90,16 +68,10 @@ add(`"$prog" -config=a-http -output=$_ 2>&1` . ($? >> 8) . "\n") for 1, 2;
 open F, '>', 'out dir/awstats.a-http.html'; print F $pages;
 print "Main HTML page is 'awstats.a-http.html'.\n";
 )");
-    use_builder("builder.pl");
-    ::setenv("AWSTATS_STOCK_PROGRAM", (root() + "/awstats").c_str(), 1);
     const std::string known = "#!/usr/bin/perl\n$VERSION = \"7.8 (stand-in)\";\nmy $n = 0; sub count { $n++ }\n"
                               "BEGIN { open F, '>>', 'compiled'; print F 1; close F }\n";
     const std::string page = "count(); print 'out '; print STDERR \"$0 @ARGV $n \"; exit ";
-    const struct {
-        std::string program;
-        std::string status;
-        std::string compiled;
-    } rows[] = {
+    const std::tuple<std::string, std::string, std::string> rows[] = {
         {known + page + "0;", "0", "1"},
         {known + page + "3;", "3", "111"},                        // a page that fails is asked for again
         {known + "exit 0 if caller; " + page + "0;", "0", "111"}, // one that is empty, too
@@ -108,16 +80,18 @@ print "Main HTML page is 'awstats.a-http.html'.\n";
         {known + page + "0;\n=pod\n", "0", "111"}, // no routine can be made of it
         {"#!/bin/sh\nprintf 1 >>compiled; printf '%s ' \"$0\" \"$@\" 1 >&2; printf 'out '", "0", "11"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[awstats, status, compiled] : rows) {
         for (const std::string &program : {root() + "/awstats", std::string(AWSTATS_ADAPTER)}) {
             fs::remove("compiled");
             write_script("awstats", "");
-            write_file("awstats", row.program);
-            const Outcome outcome = run_program({adapter, "-awstatsprog=" + program, "-config=a-http", "-dir=out dir"});
+            write_file("awstats", awstats);
+            const Outcome outcome =
+                run_program({"env", "AWSTATS_STOCK_BUILDER=builder.pl", "AWSTATS_STOCK_PROGRAM=" + root() + "/awstats",
+                             BUILDER_ADAPTER, "-awstatsprog=" + program, "-config=a-http", "-dir=out dir"});
             expect_outcome(outcome, "Main HTML page is 'awstats.a-http.html'.\n", "");
-            const std::string begin = root() + "/awstats -config=a-http -output=", end = " 1 out " + row.status + "\n";
-            EXPECT_EQ(read_file("out dir/awstats.a-http.html"), begin + "1" + end + begin + "2" + end) << row.program;
-            EXPECT_EQ(read_file("compiled"), row.compiled) << row.program;
+            const std::string begin = root() + "/awstats -config=a-http -output=", end = " 1 out " + status + "\n";
+            EXPECT_EQ(read_file("out dir/awstats.a-http.html"), begin + "1" + end + begin + "2" + end) << awstats;
+            EXPECT_EQ(read_file("compiled"), compiled) << awstats;
         }
     }
 }

@@ -1,8 +1,6 @@
 #include "support.h"
 #include "util/run_program.h"
 
-#include <map>
-
 // Runs the adapter of Webalizer with a stand-in for Webalizer.
 class WebalizerAdapter : public InTempDir
 {
@@ -41,14 +39,9 @@ TEST_F(WebalizerAdapter, FillsTheDnsCacheAloneAndReadsItTogetherWithOthers)
     write_script("stock",
                  "for turn in shared exclusive; do flock -n --$turn cache.lock printf \"$turn \"; done; exit 0");
     write_file("cache.lock", "");
-    const std::map<std::string, std::string> others = {
-        {"-D cache -N 15", ""},         {"-D cache -N 0", "shared "},
-        {"-n -D -D cache -N 15", ""},   {"-D other -N 15", "shared exclusive "},
-        {"-N 15", "shared exclusive "},
-    };
-    for (const auto &[words, could] : others) {
-        EXPECT_EQ(run_program({"/bin/sh", "-c", adapter + " " + words}).out, could) << words;
-    }
+    EXPECT_EQ(run_program({adapter, "-n", "-D", "-D", "cache", "-N", "15"}).out, "");
+    EXPECT_EQ(run_program({adapter, "-D", "cache", "-N", "0"}).out, "shared ");
+    EXPECT_EQ(run_program({adapter, "-D", "other", "-N", "15"}).out, "shared exclusive ");
     EXPECT_EQ(attributes("other.lock"), "0:0 600");
     expect_outcome(run_program({adapter, "-D", "missing/cache"}), "shared exclusive ",
                    adapter + ": cannot open missing/cache.lock: No such file or directory\n");
@@ -71,8 +64,10 @@ protected:
         }
     }
 
+    static constexpr const char *no_fault = "fsync:error=EIO:when=9";
+
     // The exit status of a pass in which one of the adapter's system calls fails.
-    static int pass(const std::string &script, const std::string &fault = "fsync:error=EIO:when=9")
+    static int pass(const std::string &script, const std::string &fault = no_fault)
     {
         write_script("stock", script);
         const std::string calls = "strace -qq -o trace -e trace=fsync,unlink -e inject=" + fault + " ";
@@ -89,29 +84,24 @@ protected:
 
 TEST_F(WebalizerState, IsTheNewOneOnlyIfAllOfItIsOnTheDisk)
 {
-    const struct {
-        std::string script;
-        int status;
-        std::string fault = "fsync:error=EIO:when=9";
-    } rows[] = {
+    const std::tuple<std::string, int, std::string> rows[] = {
         {history + state, 1, "fsync:error=EIO:when=1"},
         {history + state, 1, "fsync:error=EIO:when=2"},
         {history + state, 1, "unlink:error=EIO:when=1"},
-        {history + state + "exit 3", 3},
-        {history + state + "kill -KILL $$", 128 + SIGKILL},
-        {history + "rm -f out/state", 1},
-        {history + ": >out/state", 1},
-        {history + state + "truncate -s -1 out/state", 1},
-        {history + state + "truncate -s -1 history", 1},
-        {history + state + "truncate -s -4 history", 1},
-        {state, 1},
+        {history + state + "exit 3", 3, no_fault},
+        {history + state + "kill -KILL $$", 128 + SIGKILL, no_fault},
+        {history + "rm -f out/state", 1, no_fault},
+        {history + state + "truncate -s -1 out/state", 1, no_fault},
+        {history + state + "truncate -s -1 history", 1, no_fault},
+        {history + state + "truncate -s -4 history", 1, no_fault},
+        {state, 1, no_fault},
     };
     for (const bool with_state : {true, false}) {
         begin(with_state);
         const std::string before = files();
-        for (const auto &row : rows) {
-            EXPECT_EQ(pass(row.script, row.fault), row.status) << row.script << row.fault;
-            EXPECT_EQ(files(), before) << row.script << row.fault;
+        for (const auto &[script, status, fault] : rows) {
+            EXPECT_EQ(pass(script, fault), status) << script << fault;
+            EXPECT_EQ(files(), before) << script << fault;
         }
         // A kill. The pass that still goes on holds the next one off.
         write_script("stock", history + state + "kill -KILL $PPID; flock -n out true || echo guarded");

@@ -2,7 +2,7 @@
 #include "util/accounts.h"
 #include "util/malloced.h"
 
-TEST(Accounts, Lookups)
+TEST(Accounts, AreLookedUpAndUnknownOnesReported)
 {
     uid_t user = 1;
     gid_t group = 1;
@@ -12,12 +12,6 @@ TEST(Accounts, Lookups)
     EXPECT_TRUE(group_id_by_name("nogroup", &group) == 0 && group == 65534);
     EXPECT_STREQ(Malloced<char>(user_name("nobody")).get(), "nobody");
     EXPECT_STREQ(Malloced<char>(user_name("65534")).get(), "nobody");
-}
-
-TEST(Accounts, UnknownOnesAreReported)
-{
-    uid_t user = 0;
-    gid_t group = 0;
     expect_reports({
         {[&] { EXPECT_EQ(user_id_by_name("no one", &user, &group), -1); }, "Unable to find uid for user no one: %",
          ENOENT},

@@ -56,15 +56,3 @@ TEST_F(DirectoryWalk, LeavesErrnoAloneAndPassesOverAVanishedEntry)
     EXPECT_EQ(errno, EDOM);
     EXPECT_EQ(reported([] { EXPECT_TRUE(walk("listed", FinalLink::follow, [] { ::rmdir("sub"); })); }), "");
 }
-
-TEST_F(DirectoryWalk, ASmallStackDoesNotLowerTheLimitOfDescriptors)
-{
-    in_child([] {
-        const rlimit stack = {1U << 16U, RLIM_INFINITY};
-        rlimit limit = {300, 1000};
-        ASSERT_EQ(::setrlimit(RLIMIT_STACK, &stack) + ::setrlimit(RLIMIT_NOFILE, &limit), 0);
-        const RaisedDescriptorLimit raised;
-        ::getrlimit(RLIMIT_NOFILE, &limit);
-        EXPECT_EQ(limit.rlim_cur, 300U);
-    });
-}

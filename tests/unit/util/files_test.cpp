@@ -8,23 +8,22 @@ class SmallFiles : public InTempDir
 protected:
     SmallFiles()
     {
+        write_file("file", "first\nsecond\n");
         fs::create_directories("dir/sub");
         fs::create_directory("dirs");
-        write_file("file", "first\nsecond\n");
-        fs::create_symlink("dir/sub", "link");
     }
 };
 
 TEST_F(SmallFiles, FilesAndDirectories)
 {
+    fs::create_symlink("dir/sub", "link");
     EXPECT_TRUE(truncate_or_create_file("file", 0600) == 0 && truncate_or_create_file("new", 0600) == 0);
     EXPECT_EQ(read_file("file"), "");
     EXPECT_EQ(create_file("newer", 0640), 0);
     EXPECT_EQ(attributes("new") + attributes("newer"), "0:0 6000:0 640");
     EXPECT_TRUE(file_exists("new") && dir_exists("link") && dir_exists("dir"));
     EXPECT_FALSE(file_exists("dir") || dir_exists("new") || file_exists("x") || dir_exists("x"));
-    EXPECT_EQ(rename_dir("dirs", "dir3"), 0);
-    EXPECT_TRUE(dir_exists("dir3") && !exists("dirs"));
+    EXPECT_TRUE(rename_dir("dirs", "dir3") == 0 && dir_exists("dir3") && !exists("dirs"));
     EXPECT_TRUE(is_dir_inside("link", "dir") == 1 && is_dir_inside("dir", "dir") == 1);
     EXPECT_TRUE(is_dir_inside("dir", "/") == 1 && is_dir_inside(".", "dir/..") == 1);
     EXPECT_TRUE(is_dir_inside("dir3", "dir") == 0 && is_dir_inside("dir", "dir/sub") == 0);
@@ -66,22 +65,24 @@ TEST_F(SmallFiles, FailuresAreReported)
     const OwnedFile directory(std::fopen("dir", "r"));
     const OwnedFile full(std::fopen("/dev/full", "w"));
     const OwnedFile out(std::tmpfile());
-    const std::tuple<std::function<int()>, std::string, int> cases[] = {
-        {[] { return create_file("file", 0600); }, "Unable to create file file: %", EEXIST},
-        {[] { return truncate_or_create_file("x/y", 0600); }, "Unable to truncate or create file x/y: %", ENOENT},
-        {[] { return rename_dir("dir", "dirs"); }, "Directory rename error: target directory dirs already exists.\n",
-         EEXIST},
-        {[] { return rename_dir("x", "y"); }, "Remaming x to y failed: %\n", ENOENT},
-        {[] { return rename_dir("file", "y"); }, "Remaming file to y failed: %\n", ENOTDIR},
-        {[] { return is_dir_inside("dir", "file"); }, "Unable to change dir file: %\n", ENOTDIR},
-        {[&] { return read_line("x", buffer, 16); }, "Unable to open file x: %\n", ENOENT},
-        {[&] { return read_line("dir", buffer, 16); }, "Unable to read line from file: %\n", EISDIR},
-        {[&] { return read_line("file", buffer, 5); }, "The buffer too short\n", ERANGE},
-        {[&] { return copy_stream(directory.get(), out.get()); }, "Input stream error occurred.", EISDIR},
-        {[&] { return copy_stream(in.get(), full.get()); }, "Writing to output stream failed.", ENOSPC},
+    const auto fails = [](const std::function<int()> &call) {
+        return [=] {
+            EXPECT_EQ(call(), -1);
+        };
     };
-    for (const auto &[call, message, error] : cases) {
-        expect_reports({{[&call = call] { EXPECT_EQ(call(), -1); }, message, error}});
-    }
+    expect_reports({
+        {fails([] { return create_file("file", 0600); }), "Unable to create file file: %", EEXIST},
+        {fails([] { return truncate_or_create_file("x/y", 0600); }), "Unable to truncate or create file x/y: %",
+         ENOENT},
+        {fails([] { return rename_dir("dir", "dirs"); }),
+         "Directory rename error: target directory dirs already exists.\n", EEXIST},
+        {fails([] { return rename_dir("file", "y"); }), "Remaming file to y failed: %\n", ENOTDIR},
+        {fails([] { return is_dir_inside("dir", "file"); }), "Unable to change dir file: %\n", ENOTDIR},
+        {fails([&] { return read_line("x", buffer, 16); }), "Unable to open file x: %\n", ENOENT},
+        {fails([&] { return read_line("dir", buffer, 16); }), "Unable to read line from file: %\n", EISDIR},
+        {fails([&] { return read_line("file", buffer, 5); }), "The buffer too short\n", ERANGE},
+        {fails([&] { return copy_stream(directory.get(), out.get()); }), "Input stream error occurred.", EISDIR},
+        {fails([&] { return copy_stream(in.get(), full.get()); }), "Writing to output stream failed.", ENOSPC},
+    });
     EXPECT_TRUE(exists("dirs") && exists("dir"));
 }

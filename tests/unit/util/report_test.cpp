@@ -3,34 +3,24 @@
 
 #include <syslog.h>
 
-TEST(Reports, AppendTheSystemErrorThatIsSet)
-{
-    const std::string limit(4096 - system_error(ENOENT).size(), 'x');
-    const std::tuple<int, std::string, std::string> cases[] = {
-        {0, "plain", "plain\n"},
-        {0, "ended\n", "ended\n"},
-        {0, "", "\n"},
-        {ENOENT, "ended\n", "ended\n" + system_error(ENOENT)},
-        {ENOENT, limit, limit + system_error(ENOENT)},
-        {ENOENT, limit + "x", limit + "x\n"},
-        {ENOENT, limit + limit, limit + limit + "\n"},
-    };
-    for (const auto &row : cases) {
-        const auto call = [&row] {
-            errno = std::get<int>(row);
-            report(0, 0, "%s", std::get<1>(row).c_str());
-            ::_exit(errno == std::get<int>(row) ? 0 : 1); // what is not flushed is lost
-        };
-        EXPECT_EQ(reported(call), std::get<2>(row));
-    }
-}
-
-TEST(Reports, KeepErrnoWhereTheyCannotBeFormattedOrWritten)
+TEST(Reports, AppendTheSystemErrorThatIsSetAndFitsAndKeepErrno)
 {
     const wchar_t no_character[] = {0x7fffffff, 0};
+    const std::string limit(4096 - system_error(ENOENT).size(), 'x');
+    const auto report_text = [](int error, const std::string &text) {
+        return [=] {
+            errno = error, report(0, 0, "%s", text.c_str());
+        };
+    };
     expect_reports({
+        {report_text(0, ""), "\n"},
+        {[&] { report_text(0, "ended\n")(), ::_exit(0); }, "ended\n"}, // what is not flushed is lost
+        {report_text(ENOENT, "ended\n"), "ended\n", ENOENT},
+        {report_text(ENOENT, limit), limit, ENOENT},
+        {[&] { report_text(ENOENT, limit + "x")(), errno = 0; }, limit + "x\n"},
+        {[&] { report_text(ENOENT, limit + limit)(), errno = 0; }, limit + limit + "\n"},
         {[&] { report(0, 0, "%ls", no_character); }, "\n"},
-        {[] { ::close(STDOUT_FILENO), ::close(STDERR_FILENO), errno = ENOENT, report(0, 0, "lost"); }, "", ENOENT},
+        {[&] { ::close(STDOUT_FILENO), ::close(STDERR_FILENO), report_text(ENOENT, "lost")(); }, "", ENOENT},
         {[&] { log_message(0, "%ls", no_character); }, "", EILSEQ},
         {[&] { xasprintf("%ls", no_character); }, "Cannot allocate memory: %", EILSEQ, 1},
     });

@@ -30,5 +30,4 @@ TEST(Strings, StrnReplaceStaysWithinItsSize)
         EXPECT_STREQ(buffer.c_str(), result);
         EXPECT_TRUE(buffer[size] == guard && errno == error);
     }
-    EXPECT_EQ(reported([] { strn_replace(nullptr, 0, "", ""); }), "strn_replace()" + reason(EINVAL));
 }
