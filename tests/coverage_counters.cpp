@@ -1,78 +1,29 @@
-// In a build that counts the covered lines: lets every process of the tests write its counts, however
-// it ends.
-
-#include <fcntl.h>
+// In a build that counts the covered lines: lets processes of the tests write their counts where they end by _exit
+// or with used-up resources, too.
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <initializer_list>
+#include <cstdio>
 
-extern "C" {
-#include <gcov.h>
-}
+extern "C" void __gcov_dump(); // NOLINT(bugprone-reserved-identifier)
 
-namespace
+// Runs right before the counts are written.
+__attribute__((destructor(101))) static void make_ready()
 {
-
-// Runs right before the counts are written where a process comes to its end. The limits that a test
-// has set hold no longer, those without root's rights may write, too, and a failure is not told.
-__attribute__((destructor(101))) void make_ready()
-{
-    for (const auto resource : {RLIMIT_FSIZE, RLIMIT_NOFILE}) {
-        rlimit limit = {};
-        ::getrlimit(resource, &limit);
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(resource, &limit);
-    }
+    const rlimit unlimited = {RLIM_INFINITY, RLIM_INFINITY};
+    ::setrlimit(RLIMIT_FSIZE, &unlimited);
     ::umask(0);
-    ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+    ::close(STDIN_FILENO); // there may be no other descriptor
+    static_cast<void>(std::freopen("/dev/null", "w", stderr) != nullptr);
 }
 
-void write_last_counts()
+extern "C" [[noreturn]] void _exit(int status)
 {
     make_ready();
     __gcov_dump();
-}
-
-void write_counts()
-{
-    __gcov_dump();
-    __gcov_reset();
-}
-
-} // namespace
-
-extern "C" {
-
-[[noreturn]] void _exit(int status)
-{
-    write_last_counts();
     for (;;) {
         ::syscall(SYS_exit_group, status);
     }
-}
-
-[[noreturn]] void abort() noexcept
-{
-    write_last_counts();
-    std::signal(SIGABRT, SIG_DFL);
-    std::raise(SIGABRT);
-    ::_exit(127);
-}
-
-int execv(const char *path, char *const argv[]) noexcept
-{
-    write_counts();
-    return ::execve(path, argv, environ);
-}
-
-int execvp(const char *file, char *const argv[]) noexcept
-{
-    write_counts();
-    return ::execvpe(file, argv, environ);
-}
 }

@@ -1,5 +1,7 @@
 #include "support.h"
 
+#include <boost/algorithm/string/replace.hpp>
+
 #include <linux/close_range.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -42,14 +44,6 @@ Outcome capture(const std::function<void()> &function)
     int status = 0;
     ::waitpid(pid, &status, 0);
     return {contents(out), contents(err), WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status)};
-}
-
-void limit_descriptors(int count)
-{
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = static_cast<rlim_t>(count);
-    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 
 bool resources_used_up = false;
@@ -102,11 +96,9 @@ void expect_reports(const std::vector<Report> &reports)
             report.call();
             EXPECT_TRUE(report.error == 0 || errno == report.error) << errno;
         };
-        std::string message = replace_all(report.message, "%", std::strerror(report.error));
-        if (!message.empty() && report.error != 0) {
-            message += system_error(report.error);
-        }
-        EXPECT_EQ(reported(call, report.status), message);
+        const std::string message = replace_all(report.message, "%", std::strerror(report.error));
+        const bool has_reason = !message.empty() && report.error != 0;
+        EXPECT_EQ(reported(call, report.status), message + (has_reason ? system_error(report.error) : ""));
     }
 }
 
@@ -128,19 +120,6 @@ std::string reason(int error_number)
     return std::string(": ") + std::strerror(error_number) + "\n" + system_error(error_number);
 }
 
-Arguments::Arguments(std::vector<std::string> words) : words_(std::move(words))
-{
-    for (std::string &word : words_) {
-        pointers_.push_back(word.data());
-    }
-    pointers_.push_back(nullptr);
-}
-
-Arguments shell_arguments(const std::string &script)
-{
-    return Arguments({"/bin/sh", "-c", script});
-}
-
 Outcome run_program(const std::vector<std::string> &words)
 {
     return capture([&] {
@@ -153,12 +132,10 @@ Outcome run_program(const std::vector<std::string> &words)
 void use_up_descriptors()
 {
     resources_used_up = true;
-    limit_descriptors(lowest_free_descriptor());
-}
-
-void leave_one_descriptor()
-{
-    limit_descriptors(lowest_free_descriptor() + 1);
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = static_cast<rlim_t>(lowest_free_descriptor());
+    EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 
 void forbid_children()
@@ -197,11 +174,10 @@ std::string read_file(const std::string &path)
 
 void write_file(const std::string &path, const std::string &text)
 {
-    if (fs::path(path).has_parent_path()) {
-        fs::create_directories(fs::path(path).parent_path());
+    if (const fs::path directory = fs::path(path).parent_path(); !directory.empty()) {
+        fs::create_directories(directory);
     }
-    std::ofstream file(path);
-    file << text;
+    std::ofstream(path) << text;
 }
 
 void write_script(const std::string &path, const std::string &body)
@@ -226,22 +202,15 @@ std::string attributes(const std::string &path)
 
 std::string identity(const std::string &path)
 {
-    struct stat status = {};
-    EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
-    return std::to_string(status.st_ino) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
-           std::to_string(status.st_mtim.tv_nsec);
+    return run_program({"stat", "--format", "%i %y", path}).out;
 }
 
-std::string replace_all(std::string text, const std::string &from, const std::string &to)
+std::string replace_all(const std::string &text, const std::string &from, const std::string &to)
 {
-    for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
-        text.replace(at, from.size(), to);
-    }
-    return text;
+    return boost::replace_all_copy(text, from, to);
 }
 
 testing::AssertionResult contains(const std::string &text, const std::string &part)
 {
-    const bool found = text.find(part) != std::string::npos;
-    return testing::AssertionResult(found) << '"' << part << "\" in \"" << text << '"';
+    return testing::AssertionResult(text.find(part) != std::string::npos) << part << " in " << text;
 }

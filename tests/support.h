@@ -69,7 +69,13 @@ std::string reason(int error_number);
 class Arguments
 {
 public:
-    explicit Arguments(std::vector<std::string> words);
+    explicit Arguments(std::vector<std::string> words) : words_(std::move(words))
+    {
+        for (std::string &word : words_) {
+            pointers_.push_back(word.data());
+        }
+        pointers_.push_back(nullptr);
+    }
     Arguments(const Arguments &) = delete;
 
     char *const *data() const { return pointers_.data(); }
@@ -79,14 +85,16 @@ private:
     std::vector<char *> pointers_;
 };
 
-Arguments shell_arguments(const std::string &script);
+inline Arguments shell_arguments(const std::string &script)
+{
+    return Arguments({"/bin/sh", "-c", script});
+}
 
 // Runs a program, found on PATH, in the working directory. It gets the standard streams only.
 Outcome run_program(const std::vector<std::string> &words);
 
-// Leaves this process no free descriptor, or one; makes it nobody's, and one that may not fork.
+// Leaves this process no free descriptor; makes it nobody's, and one that may not fork.
 void use_up_descriptors();
-void leave_one_descriptor();
 void forbid_children();
 
 // Has this process's system calls interrupted by signals, and a shell script begin with many to who has
@@ -113,6 +121,6 @@ std::string attributes(const std::string &path);
 std::string identity(const std::string &path);
 
 // The text with every `from` replaced.
-std::string replace_all(std::string text, const std::string &from, const std::string &to);
+std::string replace_all(const std::string &text, const std::string &from, const std::string &to);
 
 testing::AssertionResult contains(const std::string &text, const std::string &part);

@@ -4,24 +4,21 @@
 
 #include <fcntl.h>
 
-class DirectoryWalk : public InTempDir
-{
-protected:
-    DirectoryWalk() { fs::create_directories("listed/sub"); }
+using DirectoryWalk = InTempDir;
 
-    // Walks with a visitor that returns true after each call.
-    static bool walk(const char *path, FinalLink link, const std::function<void()> &visit)
-    {
-        return walk_directory(path, link, 0, [&](const char *, const struct stat &) {
-            visit();
-            return true;
-        });
-    }
-};
+namespace
+{
+
+bool walk(const char *path, FinalLink link, const std::function<void()> &visit)
+{
+    return walk_directory(path, link, 0, [&](const char *, const struct stat &) { return visit(), true; });
+}
+
+} // namespace
 
 TEST_F(DirectoryWalk, OneThatCannotBeginLeavesEverythingAsItWas)
 {
-    ASSERT_EQ(::chmod("listed", 0444) + ::chmod(".", 0755), 0);
+    ASSERT_EQ(::mkdir("listed", 0444) + ::chmod(".", 0755), 0);
     fs::create_symlink("listed", "link");
     const auto cannot_walk = [](const char *path) {
         const int lowest_free = lowest_free_descriptor();
@@ -42,6 +39,7 @@ TEST_F(DirectoryWalk, OneThatCannotBeginLeavesEverythingAsItWas)
 
 TEST_F(DirectoryWalk, AListingThatCannotBeReadFurtherEndsThere)
 {
+    write_file("listed/file", "");
     const auto walk_over_the_null_device = [] {
         const int listing = lowest_free_descriptor() + 1; // above the working directory's
         EXPECT_TRUE(walk("listed", FinalLink::follow, [&] { ::dup2(::open("/dev/null", O_RDONLY), listing); }));
@@ -51,6 +49,7 @@ TEST_F(DirectoryWalk, AListingThatCannotBeReadFurtherEndsThere)
 
 TEST_F(DirectoryWalk, LeavesErrnoAloneAndPassesOverAVanishedEntry)
 {
+    fs::create_directories("listed/sub");
     errno = EDOM;
     EXPECT_TRUE(walk("listed", FinalLink::follow, [] {}));
     EXPECT_EQ(errno, EDOM);

@@ -1,12 +1,7 @@
 #include "support.h"
-#include "util/descriptors.h"
 #include "util/file_str.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
-
-#include <future>
 
 namespace
 {
@@ -96,21 +91,4 @@ TEST_F(FileStr, ANewFileOfAnotherEditorIsLeftToIt)
     expect_reports({{[&] { EXPECT_EQ(file_str("file", lose_new_file, nullptr), -1); },
                      "Unable to rename file " + root() + "/file.tmp: %\n", ESTALE}});
     EXPECT_EQ(read_file("file") + read_file("file.tmp"), "a\nanother's");
-}
-
-TEST_F(FileStr, AWaitingEditorTakesTheFileThatHasReplacedTheLockedOne)
-{
-    write_file("file", "old\n");
-    const Descriptor locked(::open("file", O_RDONLY));
-    ASSERT_EQ(::flock(locked.get(), LOCK_EX), 0);
-    const std::string file_of_the_editor = "/proc/self/fd/" + std::to_string(lowest_free_descriptor());
-    int lines = 0;
-    auto editor = std::async(std::launch::async, [&] { return file_str("file", edit, &lines); });
-    while (!exists(file_of_the_editor) && editor.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-    }
-    write_file("new", "new\nx\n");
-    fs::rename("new", "file");
-    ::flock(locked.get(), LOCK_UN);
-    EXPECT_EQ(editor.get(), 0);
-    EXPECT_EQ(read_file("file"), "new\n");
 }

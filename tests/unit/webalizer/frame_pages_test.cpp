@@ -32,8 +32,7 @@ TEST_F(FramePages, AreFixedAndReadByEverybodyAndListTheSubdirectoriesInOrder)
 
 TEST_F(FramePages, OnlyARegularFileWithExactlyThePageStays)
 {
-    fs::create_directories("s/2024-05");
-    fs::create_directories("s/2024-06");
+    fs::create_directory("s");
     for (const std::string page : {"s/index.html", "s/nav.html"}) {
         write_frame_pages("s");
         fs::last_write_time(page, 1);
@@ -41,20 +40,18 @@ TEST_F(FramePages, OnlyARegularFileWithExactlyThePageStays)
         const std::string before = identity(page);
         write_frame_pages("s");
         EXPECT_EQ(identity(page), before);
-        for (const std::string &text : {right.substr(1) + "\n", right + "x", right.substr(1)}) {
-            write_file(page, text);
-            write_frame_pages("s");
-            EXPECT_EQ(read_file(page), right);
-        }
-        const std::function<void()> in_its_place[] = {
+        const std::function<void()> changes[] = {
+            [&] { write_file(page, right.substr(1) + "\n"); },
+            [&] { write_file(page, right + "x"); },
+            [&] { write_file(page, right.substr(1)); },
             [&] { fs::rename(page, "same"), fs::create_symlink("../same", page); },
             [&] { fs::remove(page), fs::create_symlink("../missing", page); },
             [&] { fs::remove(page), ::mkfifo(page.c_str(), 0600); },
         };
-        for (const auto &put : in_its_place) {
-            put();
+        for (const auto &change : changes) {
+            change();
             write_frame_pages("s");
-            EXPECT_EQ(fs::symlink_status(page).type(), fs::regular_file);
+            EXPECT_TRUE(fs::symlink_status(page).type() == fs::regular_file && read_file(page) == right);
         }
         EXPECT_FALSE(exists("missing"));
     }
@@ -75,7 +72,6 @@ TEST_F(FramePages, FailuresEndOnlyTheirPage)
         {[] { write_index_page("missing/index.html"); }, "Unable to open file missing/index.html: %", ENOENT},
         {[] { write_index_page("/dev/full"); }, "Unable to write to file /dev/full: %", ENOSPC},
         {write_little, "Unable to write 457 bytes to file index.html: 400 bytes written\n"},
-        {[] { write_nav_page("taken", "missing/nav.html"); }, "Unable to open file missing/nav.html", ENOENT},
         {[] { write_nav_page("missing", "nav"); }, "Unable to get entry missing: %\n", ENOENT},
         {[] { write_nav_page("file", "nav"); }, "Unable to open dir file: %\n", ENOTDIR},
         {[] { write_nav_page("taken", "/dev/full"); }, "Unable to write to file /dev/full", ENOSPC},

@@ -45,6 +45,7 @@ TEST_F(WebalizerRunOfOneLog, OnlyACommandThatIsCutKeepsIt)
 
 TEST_F(WebalizerRunOfOneLog, IsKeptWhereItsCommandCannotBeStarted)
 {
-    EXPECT_TRUE(contains(run("/p", leave_one_descriptor), "popen_exec: failed to execute command: "));
+    EXPECT_TRUE(contains(run("/p", [] { use_up_descriptors(), ::close(STDIN_FILENO); }),
+                         "popen_exec: failed to execute command: "));
     EXPECT_EQ(read_file(log_), "record");
 }
