@@ -4,74 +4,30 @@
 
 #include <sys/mount.h>
 
-#include <fcntl.h>
 #include <sched.h>
-
-#include <iostream>
-
-namespace
-{
-
-std::vector<std::string> shell(const std::string &script)
-{
-    return {"bash", "-c", script, STATISTICS_RUN};
-}
-
-struct Mounted {
-    std::string path;
-    ~Mounted()
-    {
-        fs::current_path("/");
-        ::umount2(path.c_str(), MNT_DETACH);
-    }
-};
-
-} // namespace
 
 class Faults : public InTempDir
 {
 protected:
-    // Judges after a disturbed run. The domains that it did not do are not counted.
-    void judge(const std::string &deed, const Outcome &outcome, std::size_t faults = 9, bool killed = false)
+    // Judges after a disturbed run, whose domains that it did not do are not counted.
+    void judge(const std::string &deed, const Outcome &outcome, std::size_t faults = 9)
     {
-        for (const std::string &text : accepted.rest(deed, trial.judge(outcome, faults, killed))) {
-            ADD_FAILURE() << text;
-        }
-    }
-
-    // A run with a limit, which some run must meet.
-    void tryLimit(const std::string &deed, const std::string &reason, const std::vector<std::string> &command)
-    {
-        const Outcome outcome = run_program(command);
-        met += (outcome.out + outcome.err).find(reason) != std::string::npos ? 1 : 0;
-        fs::remove_all("filler");
-        judge(deed, outcome);
-    }
-
-    // Lets the stand-in prepare the logs, which would make room otherwise.
-    void prepareLogs()
-    {
-        trial.prepare();
-        ASSERT_EQ(run_program({root() + "/panel/admin/sbin/statistics_log_processor"}).status, 0);
+        EXPECT_EQ(accepted.rest(deed, trial.judge(outcome, faults)), Violations());
     }
 
     Accepted accepted{ACCEPTED};
-    Trial trial{SampleServer(root()), {STATISTICS_RUN}};
-    int met = 0;
+    const Trial trial{SampleServer(root()), {STATISTICS_RUN}};
 };
 
 TEST_F(Faults, OfSystemCalls)
 {
-    Sweep sweep = {
-        {STATISTICS_RUN},
-        [&] { trial.prepare(); },
-        [&](const Outcome &outcome, const Fault &fault) { return trial.judge(outcome, fault.count, fault.killed); },
-        accepted};
-    const Violations wrong = sweep.run(fault_number("FIRST_FAULT", 0), fault_number("FAULT_STEP", 20));
-    std::cout << trial.doubled << " records were taken in again\n";
-    for (const std::string &text : wrong) {
-        ADD_FAILURE() << text;
-    }
+    const auto prepare = [&] {
+        trial.prepare();
+    };
+    const auto judge = [&](const Outcome &outcome, const Fault &fault) {
+        return trial.judge(outcome, fault.count, fault.killed);
+    };
+    Sweep{{STATISTICS_RUN}, prepare, judge}.run(accepted);
 }
 
 TEST_F(Faults, OfProgramsThatAreStarted)
@@ -82,7 +38,7 @@ TEST_F(Faults, OfProgramsThatAreStarted)
                                          std::pair("fail", "kill $$"), std::pair("fail_late", "kill -KILL $$")}) {
             trial.prepare();
             write_file(file, program + " *\n" + deed + "\n");
-            const Outcome outcome = run_program(trial.command());
+            const Outcome outcome = run_program({STATISTICS_RUN});
             fs::remove(file);
             EXPECT_TRUE(contains(outcome.out, "Finished."));
             judge(program + " fails: " + deed, outcome, program == "statistics_log_processor" ? 5 : 1);
@@ -90,47 +46,37 @@ TEST_F(Faults, OfProgramsThatAreStarted)
     }
 }
 
-TEST_F(Faults, OfAFullDisk)
+TEST_F(Faults, OfLimits)
 {
+    const std::tuple<std::string, std::vector<int>, const char *, const char *> limits[] = {
+        {"blocks",
+         {0, 4, 8, 12, 16, 20, 24, 28, 32, 40, 48, 64},
+         "No space left",
+         "head -c 2m /dev/zero >filler 2>/dev/null; truncate -s -${1}k filler; exec $0"},
+        {"inodes",
+         {0, 1, 2, 3, 4, 5, 6, 7, 8},
+         "No space left",
+         "mkdir filler; while : >filler/$((++i)); do :; done 2>/dev/null; "
+         "for ((i = 1; i <= $1; ++i)); do rm filler/$i; done; exec $0"},
+        {"sizes", {0, 100, 456, 457, 900, 5000}, "oo large", "trap '' XFSZ; prlimit --fsize=$1 $0 2>&1 | cat"},
+        {"sizes", {0, 100, 456, 457, 900, 5000}, "", "prlimit --fsize=$1 $0 2>&1 | cat"},
+        {"descriptors", {5, 6, 7, 8, 9, 10, 11, 12, 14, 16, 20}, "Too many open files", "ulimit -n $1; exec $0"},
+    };
     ASSERT_EQ(::unshare(CLONE_NEWNS) + ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
-    if (::mount("none", root().c_str(), "tmpfs", 0, "size=1m,nr_inodes=400") != 0) {
-        GTEST_SKIP() << "no disk can be mounted here";
-    }
-    const Mounted mounted = {root()};
+    ASSERT_EQ(::mount("none", root().c_str(), "tmpfs", 0, "size=1m,nr_inodes=400"), 0);
     fs::current_path(root());
-    for (int left = 0; left <= 64; left += 4) {
-        prepareLogs();
-        const std::string fill =
-            "head -c 2m /dev/zero >filler 2>/dev/null; truncate -s -" + std::to_string(left) + "k filler; ";
-        tryLimit("blocks", "No space left", shell(fill + "exec $0"));
-    }
-    for (int left = 0; left <= 8; ++left) {
-        prepareLogs();
-        const std::string fill = "mkdir filler; while : >filler/$((++i)); do :; done 2>/dev/null; "
-                                 "for ((i = 1; i <= " +
-                                 std::to_string(left) + "; ++i)); do rm filler/$i; done; ";
-        tryLimit("inodes", "No space left", shell(fill + "exec $0"));
-    }
-    EXPECT_GT(met, 4);
-}
-
-TEST_F(Faults, OfAFileThatGetsTooLarge)
-{
-    for (const int bytes : {0, 100, 456, 457, 900, 5000}) {
-        const std::string limit = "prlimit --fsize=" + std::to_string(bytes) + " $0; } 2>&1 | cat";
-        for (const std::string trap : {"{ trap '' XFSZ; ", "{ "}) {
-            prepareLogs();
-            tryLimit("sizes", "oo large", shell(std::string(trap).append(limit)));
+    for (const auto &[deed, values, reason, script] : limits) {
+        int met = 0;
+        for (const int value : values) {
+            trial.prepare();
+            run_program({root() + "/panel/admin/sbin/statistics_log_processor"}); // which would make room later
+            const Outcome outcome = run_program({"bash", "-c", script, STATISTICS_RUN, std::to_string(value)});
+            met += (outcome.out + outcome.err).find(reason) != std::string::npos ? 1 : 0;
+            fs::remove_all("filler");
+            judge("limit: " + deed, outcome);
         }
+        EXPECT_GT(met, 0) << deed;
     }
-    EXPECT_GT(met, 0);
-}
-
-TEST_F(Faults, OfFewDescriptors)
-{
-    for (int limit = 5; limit <= 20; ++limit) {
-        trial.prepare();
-        tryLimit("descriptors", "Too many open files", shell("ulimit -n " + std::to_string(limit) + "; exec $0"));
-    }
-    EXPECT_GT(met, 4);
+    fs::current_path("/");
+    ::umount2(root().c_str(), MNT_DETACH);
 }

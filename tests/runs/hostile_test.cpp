@@ -4,40 +4,23 @@
 
 #include <sys/sysmacros.h>
 
+#include <sstream>
+
 namespace
 {
 
 const std::string domains = "vhosts/system/";
 const std::string statistics = "vhosts/system/c.example/statistics/webstat";
 
-// Places of a tree where customers, or accidents, could put something else.
-const std::vector<std::string> files = {domains + "a.example/logs/access_log.webstat",
-                                        domains + "b.example/logs/access_log.webstat",
-                                        domains + "b.example/logs/proxy_access_log.webstat",
-                                        domains + "b.example/conf/webalizer.conf",
-                                        domains + "c.example/logs/proxy_access_log.webstat",
-                                        domains + "c.example/conf/stat_ttl.conf",
-                                        domains + "c.example/conf/prev_month.found",
-                                        statistics + "/index.html",
-                                        statistics + "/nav.html",
-                                        statistics + "/2024-05/index.html",
-                                        statistics + "/2023-04/page"};
-const std::vector<std::string> directories = {domains + "a.example",
-                                              domains + "b.example/logs",
-                                              domains + "b.example/conf",
-                                              domains + "b.example/statistics",
-                                              domains + "b.example/statistics/webstat",
-                                              domains + "c.example",
-                                              domains + "c.example/logs",
-                                              domains + "c.example/conf",
-                                              domains + "c.example/statistics",
-                                              statistics,
-                                              statistics + "/current",
-                                              statistics + "/2024-05",
-                                              statistics + "/2024-04",
-                                              statistics + "/2023-04",
-                                              statistics + "/2023-04/icons",
-                                              "panel/var/webalizer"};
+// Where customers, or accidents, could put something else.
+const char *const places =
+    "a.example/logs/access_log.webstat b.example/logs b.example/logs/access_log.webstat b.example/conf "
+    "b.example/logs/proxy_access_log.webstat b.example/conf/webalizer.conf b.example/statistics "
+    "b.example/statistics/webstat c.example/logs c.example/logs/proxy_access_log.webstat c.example/conf "
+    "c.example/conf/stat_ttl.conf c.example/conf/prev_month.found c.example/statistics c.example/statistics/webstat "
+    "c.example/statistics/webstat/index.html c.example/statistics/webstat/nav.html "
+    "c.example/statistics/webstat/current c.example/statistics/webstat/2024-05 c.example/statistics/webstat/2024-04 "
+    "c.example/statistics/webstat/2024-05/index.html c.example/statistics/webstat/2023-04";
 
 } // namespace
 
@@ -50,9 +33,8 @@ protected:
         Outcome outcome = run_program({"timeout", "-k1", "10", "sh", "-c", limits + "exec $0", STATISTICS_RUN});
         EXPECT_TRUE(outcome.status == 0 || outcome.status == 1 || outcome.status == -SIGABRT)
             << place << ": " << outcome.status;
-        const std::string domain = place.substr(0, domains.size()) == domains ? place.substr(domains.size(), 9) : "/";
         for (const std::string &text : server.judge()) {
-            EXPECT_TRUE(contains(text, domain)) << place << ": " << text;
+            EXPECT_TRUE(contains(text, place.substr(domains.size(), 9))) << place << ": " << text;
         }
         return outcome;
     }
@@ -72,38 +54,16 @@ TEST_F(Hostile, NamesOfDomains)
     for (int code = 1; code < 256; ++code) {
         all += code == '/' ? "" : std::string(1, static_cast<char>(code));
     }
-    const std::vector<std::string> names = {"a b",
-                                            " ",
-                                            "tab\t",
-                                            "quote'",
-                                            "semi;touch hit;",
-                                            "$(touch hit)",
-                                            "`touch hit`",
-                                            "\ntouch hit\n",
-                                            "'; touch hit; '",
-                                            "\"; touch hit; \"",
-                                            "& touch hit &",
-                                            "| touch hit",
-                                            "> hit",
-                                            "-o",
-                                            "--help",
-                                            "%s%n%d",
-                                            "\\",
-                                            "*",
-                                            "~",
-                                            "#",
-                                            "...",
-                                            std::string(200, '\''),
-                                            all.substr(0, 127),
-                                            all.substr(127)};
+    const std::vector<std::string> names = {
+        " ",      "$(touch hit)", "'; touch hit; '",      "\"; touch hit; \"", "\ntouch hit\n", "-o",
+        "%s%n%d", "...",          std::string(200, '\''), all.substr(0, 127),  all.substr(127)};
     for (const Kind kind : {Kind::none, Kind::webalizer}) {
         server.layOut();
         for (const std::string &name : names) {
             server.addDomain(name, kind);
         }
-        const Outcome outcome = run();
-        expect_outcome({"", "", outcome.status}, "", "");
-        EXPECT_EQ(server.judge(true), Violations());
+        expect_outcome({"", "", run().status}, "", "");
+        EXPECT_EQ(server.judge(), Violations());
         EXPECT_FALSE(exists("hit"));
         for (const std::string &name : names) {
             EXPECT_TRUE(lines_of(server.preparedLog(name, "access_log")).empty()) << name;
@@ -111,40 +71,32 @@ TEST_F(Hostile, NamesOfDomains)
     }
 }
 
-TEST_F(Hostile, LinksInPlaceOfFilesAndDirectories)
+TEST_F(Hostile, LinksPipesAndDevices)
 {
-    std::vector<std::string> places = files;
-    places.insert(places.end(), directories.begin(), directories.end());
-    for (const std::string &place : places) {
-        for (const bool dangling : {false, true}) {
+    std::istringstream names(places);
+    for (std::string name; names >> name;) {
+        const std::string place = domains + name;
+        const bool is_file = name.find('.', 2) != std::string::npos;
+        for (const std::string kind : {"link", "dangling link", "pipe", "device"}) {
+            if (!is_file && (kind == "pipe" || kind == "device")) {
+                continue;
+            }
             layOut();
             if (fs::exists(place)) {
                 fs::rename(place, "outside/far");
-            } else if (place.find('.', place.rfind('/')) == std::string::npos) {
+            } else if (!is_file) {
                 fs::create_directory("outside/far");
             }
-            if (dangling) {
-                fs::remove_all("outside/far");
+            fs::create_directories(fs::path(place).parent_path());
+            if (kind == "pipe" || kind == "device") {
+                ASSERT_EQ(::mknod(place.c_str(), (kind == "pipe" ? S_IFIFO : S_IFCHR) | 0644U, ::makedev(1, 5)), 0);
+            } else {
+                fs::create_symlink(root() + "/outside/" + (kind == "link" ? "far" : "none"), place);
             }
-            fs::remove(place);
-            fs::create_directories(fs::path(place).parent_path());
-            fs::create_symlink(root() + "/outside/far", place);
             runWith(place);
-            const bool expired = !dangling && place == statistics + "/2023-04";
-            EXPECT_EQ(exists("outside/far/icons/icon"), expired) << place; // nothing is removed through a link
-        }
-    }
-}
-
-TEST_F(Hostile, PipesAndDevicesInPlaceOfFiles)
-{
-    for (const std::string &place : files) {
-        for (const dev_t device : {dev_t(0), ::makedev(1, 5), ::makedev(1, 7)}) {
-            layOut();
-            fs::remove_all(place);
-            fs::create_directories(fs::path(place).parent_path());
-            ASSERT_EQ(::mknod(place.c_str(), (device == 0 ? S_IFIFO : S_IFCHR) | 0644U, device), 0) << place;
-            runWith(place);
+            if (name == "c.example/statistics/webstat/2023-04") { // nothing is removed through a link
+                EXPECT_TRUE(exists("outside/far/icons/icon"));
+            }
         }
     }
 }
@@ -160,7 +112,7 @@ TEST_F(Hostile, DeepTrees)
         }
         fs::current_path(root());
         const std::string limits = std::string("ulimit -Sn 500; ulimit -Hn ") + hard_limit + "; ulimit -s 8192; ";
-        const Outcome outcome = runWith(domains + "c.example", limits);
+        const Outcome outcome = runWith(statistics, limits);
         EXPECT_EQ(outcome.status, status) << outcome.err;
         EXPECT_EQ(exists(statistics + "/2023-04"), status != 0);
         ASSERT_EQ(run_program({"rm", "-rf", statistics}).status, 0); // what is so deep has too long a path for others

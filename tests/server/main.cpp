@@ -1,9 +1,8 @@
-// Lays out and judges a sample server from outside of the tests.
+// Lays out a sample server from outside of the tests.
 
 #include "server/sample_server.h"
 
 #include <cstdio>
-#include <exception>
 #include <iostream>
 
 namespace
@@ -13,7 +12,6 @@ const char *const usage =
     "usage: sample_server lay-out DIRECTORY [PROGRAM]        PROGRAM stands in for the generators\n"
     "       sample_server add DIRECTORY KIND COUNT [LOG]...  domains KIND000001.example and so on\n"
     "       sample_server bring DIRECTORY raw|prepared       more records\n"
-    "       sample_server judge DIRECTORY                    what is wrong; the status is 1 if anything is\n"
     "KIND is none, webalizer or awstats. DIRECTORY is an absolute path.\n";
 
 void add(const SampleServer &server, const std::string &kind, int count, const std::vector<std::string> &logs)
@@ -22,42 +20,25 @@ void add(const SampleServer &server, const std::string &kind, int count, const s
     for (int i = 1; i <= count; ++i) {
         char suffix[32];
         std::snprintf(suffix, sizeof suffix, "%06d.example", i);
-        server.addDomain(kind + suffix, number, logs);
+        server.addDomain(kind + suffix, number, logs.empty() ? std::vector<std::string>{"access_log"} : logs);
     }
-}
-
-int work(const std::vector<std::string> &words)
-{
-    const SampleServer server(words.at(1));
-    Violations wrong;
-    if (words[0] == "lay-out") {
-        server.layOut(words.size() > 2 ? words[2] : STAND_IN);
-    } else if (words[0] == "add") {
-        const std::vector<std::string> logs(words.begin() + 4, words.end());
-        add(server, words.at(2), std::stoi(words.at(3)), logs.empty() ? std::vector<std::string>{"access_log"} : logs);
-    } else if (words[0] == "bring") {
-        server.bringRecords(words.at(2) == "prepared");
-    } else if (words[0] == "judge") {
-        wrong = server.judge();
-    } else {
-        throw std::out_of_range(words[0]);
-    }
-    for (const std::string &text : wrong) {
-        std::cout << text << '\n';
-    }
-    return wrong.empty() ? 0 : 1;
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    try {
-        return work({argv + 1, argv + argc});
-    } catch (const std::logic_error &) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    const std::string command = words.size() < 2 ? "" : words[0];
+    if (command == "lay-out") {
+        SampleServer(words[1]).layOut(words.size() > 2 ? words[2] : STAND_IN);
+    } else if (command == "add" && words.size() > 3) {
+        add(SampleServer(words[1]), words[2], std::stoi(words[3]), {words.begin() + 4, words.end()});
+    } else if (command == "bring" && words.size() > 2) {
+        SampleServer(words[1]).bringRecords(words[2] == "prepared");
+    } else {
         std::cerr << usage;
-    } catch (const std::exception &exception) {
-        std::cerr << "sample_server: " << exception.what() << '\n';
+        return 2;
     }
-    return 2;
+    return 0;
 }

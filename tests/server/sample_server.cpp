@@ -15,7 +15,7 @@ const std::string programs[] = {"bin/webalizer", "bin/awstats.pl", "tools/awstat
                                 "panel/admin/sbin/statistics_log_processor"};
 const std::string outside[] = {"/outside/file", "/outside/directory/access_log.webstat",
                                "/outside/directory/index.html"};
-const std::string noted[] = {"/calls", "/complaints", "/fail", "/fail_late", "/ledger", "/names", "/offered"};
+const std::set<std::string> noted = {"/calls", "/complaints", "/fail", "/fail_late", "/ledger", "/names", "/offered"};
 
 std::string record(const std::string &domain, const std::string &log, std::size_t number)
 {
@@ -33,14 +33,10 @@ std::string description(const fs::path &path)
     return type == fs::regular_file ? kind + "\n" + read_file(path.string()) : kind;
 }
 
-std::vector<std::string> names_in(const std::string &directory)
+std::vector<fs::path> entries_of(const std::string &directory)
 {
-    std::vector<std::string> names;
-    for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    boost::system::error_code none;
+    return {fs::directory_iterator(directory, none), {}};
 }
 
 } // namespace
@@ -54,15 +50,11 @@ const Log all_logs[6] = {
     {"xferlog_regular", "ftp", "ftpstat", "ftp"},
 };
 
-std::vector<std::string> lines_of(const std::string &path)
+void append(Violations &wrong, const Violations &more, const std::string &prefix)
 {
-    std::vector<std::string> lines;
-    boost::system::error_code error;
-    std::ifstream file(fs::is_regular_file(path, error) ? path : "");
-    for (std::string line; std::getline(file, line);) {
-        lines.push_back(line);
+    for (const std::string &text : more) {
+        wrong.push_back(prefix + text);
     }
-    return lines;
 }
 
 Violations differences(const Snapshot &wanted, const Snapshot &found)
@@ -82,6 +74,17 @@ Violations differences(const Snapshot &wanted, const Snapshot &found)
     return different;
 }
 
+std::vector<std::string> lines_of(const std::string &path)
+{
+    std::vector<std::string> lines;
+    boost::system::error_code error;
+    std::ifstream file(fs::is_regular_file(path, error) ? path : "");
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 std::string SampleServer::domainPath(const std::string &domain) const
 {
     return root_ + "/vhosts/system/" + domain;
@@ -94,8 +97,7 @@ std::string SampleServer::preparedLog(const std::string &domain, const std::stri
 
 void SampleServer::layOut(const std::string &program) const
 {
-    fs::create_directories(root_);
-    for (const fs::directory_entry &entry : fs::directory_iterator(root_)) {
+    for (const fs::path &entry : entries_of(root_)) {
         fs::remove_all(entry);
     }
     for (const char *const directory : {"vhosts/system", "panel/etc/awstats", "ledger", "offered"}) {
@@ -113,28 +115,7 @@ void SampleServer::layOut(const std::string &program) const
     }
 }
 
-std::string SampleServer::offeredLog(const std::string &domain, const std::string &log) const
-{
-    return root_ + "/offered/" + domain + "/" + log;
-}
-
-std::string SampleServer::awstatsConf(const std::string &domain, const std::string &service) const
-{
-    return root_ + "/panel/etc/awstats/awstats." + domain + "-" + service + ".conf";
-}
-
-std::vector<std::pair<std::string, std::string>> SampleServer::logs() const
-{
-    std::vector<std::pair<std::string, std::string>> found;
-    for (const std::string &domain : names_in(root_ + "/offered")) {
-        for (const std::string &log : names_in(offeredLog(domain, ""))) {
-            found.emplace_back(domain, log);
-        }
-    }
-    return found;
-}
-
-void SampleServer::addDomain(const std::string &domain, Kind kind, const std::vector<std::string> &names) const
+void SampleServer::addDomain(const std::string &domain, Kind kind, const std::vector<std::string> &logs) const
 {
     const std::string path = domainPath(domain);
     for (const char *const directory : {"logs", "conf", "statistics"}) {
@@ -145,22 +126,24 @@ void SampleServer::addDomain(const std::string &domain, Kind kind, const std::ve
     }
     for (const Log &log : {all_logs[0], all_logs[5]}) {
         if (kind == Kind::awstats) {
-            write_file(awstatsConf(domain, log.service), "");
+            write_file(root_ + "/panel/etc/awstats/awstats." + domain + "-" + log.service + ".conf", "");
             fs::create_directories(path + "/statistics/" + log.directory);
         }
     }
-    for (const std::string &name : names) {
-        write_file(offeredLog(domain, name), record(domain, name, 0));
-        write_file(preparedLog(domain, name), record(domain, name, 0));
+    for (const std::string &log : logs) {
+        write_file(preparedLog(domain, log), record(domain, log, 0));
+        if (kind != Kind::none) {
+            write_file(root_ + "/offered/" + domain + "/" + log, record(domain, log, 0));
+        }
     }
 }
 
 void SampleServer::addSampleDomains() const
 {
-    const std::vector<std::string> names = {"access_log", "proxy_access_log", "xferlog_regular"};
+    const std::vector<std::string> logs = {"access_log", "proxy_access_log", "xferlog_regular"};
     addDomain("a.example", Kind::none);
-    addDomain("b.example", Kind::webalizer, names);
-    addDomain("c.example", Kind::awstats, names);
+    addDomain("b.example", Kind::webalizer, logs);
+    addDomain("c.example", Kind::awstats, logs);
     addDomain("d.example", Kind::none);
     const std::string statistics = domainPath("c.example") + "/statistics/webstat";
     write_file(domainPath("c.example") + "/conf/stat_ttl.conf", "12\n");
@@ -174,46 +157,20 @@ void SampleServer::addSampleDomains() const
 
 void SampleServer::bringRecords(bool prepared) const
 {
-    for (const auto &[domain, log] : logs()) {
-        const std::size_t count = lines_of(offeredLog(domain, log)).size();
-        const std::string text = record(domain, log, count) + (prepared ? "" : record(domain, log, count + 1));
-        const std::string path = prepared ? preparedLog(domain, log) : domainPath(domain) + "/logs/" + log;
-        std::ofstream(path, std::ios::app) << text;
-        std::ofstream(offeredLog(domain, log), std::ios::app) << text;
-    }
-}
-
-Violations SampleServer::lost(const std::string &domain, const std::string &name, bool moved) const
-{
-    const Log *log = all_logs;
-    while (log->name != name) {
-        ++log;
-    }
-    std::set<std::string> there;
-    const auto add = [&](const std::string &path) {
-        const std::vector<std::string> lines = lines_of(path);
-        there.insert(lines.begin(), lines.end());
-    };
-    const std::string ledger = root_ + "/ledger/" + domain + "-";
-    if (exists(domainPath(domain) + "/conf/webalizer.conf")) {
-        add(ledger + log->directory);
-    } else if (exists(awstatsConf(domain, "http"))) {
-        add(ledger + log->service);
-    } else {
-        return {};
-    }
-    add(preparedLog(domain, name));
-    add(moved ? "" : domainPath(domain) + "/logs/" + name);
-    Violations wrong;
-    for (const std::string &line : lines_of(offeredLog(domain, name))) {
-        if (there.count(line) == 0) {
-            wrong.push_back("lost: " + line);
+    for (const fs::path &directory : entries_of(root_ + "/offered")) {
+        for (const fs::path &offered : entries_of(directory.string())) {
+            const std::string domain = directory.filename().string();
+            const std::string log = offered.filename().string();
+            const std::size_t count = lines_of(offered.string()).size();
+            const std::string text = record(domain, log, count) + (prepared ? "" : record(domain, log, count + 1));
+            const std::string path = prepared ? preparedLog(domain, log) : domainPath(domain) + "/logs/" + log;
+            std::ofstream(path, std::ios::app) << text;
+            std::ofstream(offered.string(), std::ios::app) << text;
         }
     }
-    return wrong;
 }
 
-Violations SampleServer::judge(bool moved) const
+Violations SampleServer::judge() const
 {
     Violations wrong = lines_of(root_ + "/complaints");
     for (const std::string &path : outside) {
@@ -221,21 +178,24 @@ Violations SampleServer::judge(bool moved) const
             wrong.push_back(path + " has changed");
         }
     }
-    for (const auto &[domain, log] : logs()) {
-        const Violations more = lost(domain, log, moved);
-        wrong.insert(wrong.end(), more.begin(), more.end());
+    std::set<std::string> safe;
+    const auto gather = [](const std::string &directory, const auto &use) {
+        for (const fs::path &file : entries_of(directory)) {
+            const std::vector<std::string> lines = lines_of(file.string());
+            std::for_each(lines.begin(), lines.end(), use);
+        }
+    };
+    gather(root_ + "/ledger", [&](const std::string &line) { safe.insert(line); });
+    for (const fs::path &domain : entries_of(root_ + "/offered")) {
+        const auto miss = [&](const std::string &line) {
+            if (safe.count(line) == 0) {
+                wrong.push_back("lost: " + line);
+            }
+        };
+        gather(domainPath(domain.filename().string()) + "/logs", [&](const std::string &line) { safe.insert(line); });
+        gather(domain.string(), miss);
     }
     return wrong;
-}
-
-std::size_t SampleServer::doubled() const
-{
-    std::size_t count = 0;
-    for (const std::string &name : names_in(root_ + "/ledger")) {
-        const std::vector<std::string> lines = lines_of(root_ + "/ledger/" + name);
-        count += lines.size() - std::set<std::string>(lines.begin(), lines.end()).size();
-    }
-    return count;
 }
 
 Snapshot SampleServer::look() const
@@ -243,7 +203,7 @@ Snapshot SampleServer::look() const
     Snapshot found;
     for (fs::recursive_directory_iterator entry(root_), end; entry != end; ++entry) {
         const std::string path = entry->path().string().substr(root_.size());
-        if (std::find(std::begin(noted), std::end(noted), path) == std::end(noted)) {
+        if (noted.count(path) == 0) {
             found[path] = description(entry->path());
         } else {
             entry.disable_recursion_pending();

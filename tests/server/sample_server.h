@@ -19,9 +19,16 @@ extern const Log all_logs[6];
 
 // What is wrong, a text for each violation.
 using Violations = std::vector<std::string>;
+void append(Violations &wrong, const Violations &more, const std::string &prefix = "");
 
 // What there is at each path of a tree: its kind, mode and owner, and the content of a file or link.
 using Snapshot = std::map<std::string, std::string>;
+
+// "PATH is missing", "is left over" or "has changed", for each path in which the two differ.
+Violations differences(const Snapshot &wanted, const Snapshot &found);
+
+// The lines of a file; none where there is no regular file.
+std::vector<std::string> lines_of(const std::string &path);
 
 // A server in a directory. Its configuration is etc/zut/zut.conf in it; programs that read that
 // below their working directory are run there. The generators and log preparation are stand-ins;
@@ -29,7 +36,7 @@ using Snapshot = std::map<std::string, std::string>;
 //
 //   vhosts/system/DOMAIN/{logs,conf,statistics}  the domains
 //   panel/, bin/, tools/                         log preparation, the generators, AWStats' tools
-//   offered/DOMAIN/LOG                           every record that a log has ever been given
+//   offered/DOMAIN/LOG                           every record that a log of a generator has ever been given
 //   outside/                                     nobody's to touch; links lead there
 class SampleServer
 {
@@ -55,31 +62,16 @@ public:
     void addSampleDomains() const;
 
     // Adds two records to each raw log, which log preparation is to move; or one to each prepared log.
-    // Those are the logs that had records before.
+    // Those are the logs that a generator had records of before.
     void bringRecords(bool prepared = false) const;
 
-    // What must hold at any time. Each record is still in its log, or the domain's generator has
-    // taken it in; the stand-ins were handed nothing down that they should not have; what is
-    // outside is as it was. With `moved`, the records that are only in the raw log are missed too.
-    Violations judge(bool moved = false) const;
-
-    // How many records were taken in again.
-    std::size_t doubled() const;
+    // What must hold at any time. Each record is still in a log, or a generator has taken it in; the
+    // stand-ins were handed nothing down that they should not have; what is outside is as it was.
+    Violations judge() const;
 
     // All that is there, but for what the server and the stand-ins note for themselves.
     Snapshot look() const;
 
 private:
-    std::string offeredLog(const std::string &domain, const std::string &log) const;
-    std::string awstatsConf(const std::string &domain, const std::string &service) const;
-    std::vector<std::pair<std::string, std::string>> logs() const; // domains and names
-    Violations lost(const std::string &domain, const std::string &log, bool moved) const;
-
     std::string root_;
 };
-
-// "PATH is missing", "is left over" or "has changed", for each path in which the two differ.
-Violations differences(const Snapshot &wanted, const Snapshot &found);
-
-// The lines of a file; none where there is no regular file.
-std::vector<std::string> lines_of(const std::string &path);

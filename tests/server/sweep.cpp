@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <map>
+#include <optional>
 #include <regex>
 #include <set>
 
@@ -42,20 +43,14 @@ struct Call {
     std::string name() const { return text.substr(0, text.find('(')); }
 };
 
-// The calls of a trace; lines that are broken off while others' come in between are put together.
+// The calls of a trace. One that is broken off while another process' comes in between is two, with
+// its arguments and, beginning with "<", with its result.
 std::vector<Call> read_trace(const std::string &path)
 {
     std::vector<Call> calls;
-    std::map<std::string, std::string> begun;
     for (const std::string &line : lines_of(path)) {
-        const std::string process = line.substr(0, line.find(' '));
-        const std::string text = line.substr(line.find_first_not_of(' ', process.size()));
-        const std::size_t resumed = text.find(" resumed>");
-        if (text.find(" <unfinished ...>") != std::string::npos) {
-            begun[process] = text.substr(0, text.find(" <unfinished"));
-        } else {
-            calls.push_back({process, resumed == std::string::npos ? text : begun[process] + text.substr(resumed + 9)});
-        }
+        const std::size_t gap = line.find(' ');
+        calls.push_back({line.substr(0, gap), line.substr(line.find_first_not_of(' ', gap))});
     }
     return calls;
 }
@@ -69,6 +64,9 @@ std::vector<Plan> plan(const std::vector<Call> &calls)
     bool begun = false;
     const std::regex first(R"(^open(?!.*\.so))");
     for (const Call &call : calls) {
+        if (call.text[0] == '<') {
+            continue;
+        }
         const bool own = call.process == calls[0].process;
         const std::size_t number = ++counts[call.process + call.name()];
         begun = begun || std::regex_search(call.text, first);
@@ -89,20 +87,19 @@ std::vector<Plan> plan(const std::vector<Call> &calls)
 // The descriptors that the command has opened and not closed.
 Violations left_open(const std::vector<Call> &calls)
 {
-    static const std::regex opened(R"(^pipe.*\[(\d+)<.*, (\d+)<.* = 0| = (\d\d+|[3-9])<)");
+    const std::regex used(R"(^close\((\d+)| = (\d\d+|[3-9])<)");
     std::map<std::string, std::string> open;
+    std::smatch part;
     for (const Call &call : calls) {
-        std::smatch part;
-        if (call.process != calls[0].process) {
+        if (call.process != calls[0].process || !std::regex_search(call.text, part, used)) {
             continue;
         }
-        if (call.name() == "close") {
-            open.erase(call.text.substr(6, call.text.find('<') - 6));
-        } else if (std::regex_search(call.text, part, opened)) {
-            open[part[1]] = open[part[2]] = open[part[3]] = "left open: " + call.text;
+        if (part[1].matched) {
+            open.erase(part[1]);
+        } else {
+            open[part[2]] = "left open: " + call.text;
         }
     }
-    open.erase("");
     Violations left;
     for (const auto &entry : open) {
         left.push_back(entry.second);
@@ -110,75 +107,68 @@ Violations left_open(const std::vector<Call> &calls)
     return left;
 }
 
-// Runs the command under strace, with its options, for 20 seconds at most; then, where that is wanted, kills all that
-// it has started.
-Outcome trace(const Words &command, const std::string &options, const std::string &file, bool kill_all = false)
+// Runs the command under strace, with its options, for 20 seconds at most.
+Outcome trace(const Words &command, const Words &options, const std::string &file)
 {
-    const std::string strace = "strace -fqq -y -s200 -b execve -e signal=none -e trace=%file,%desc,%process ";
-    const std::string script = strace + options + " -o " + file + " \"$@\"";
-    Words words = {"timeout", "-k1", "20", "sh", "-c", kill_all ? script + "; kill -KILL 0" : "exec " + script, "sh"};
-    words.insert(words.end(), command.begin(), command.end());
+    Words words = {"timeout", "-k1", "20", "strace", "-fqq", "-y", "-s200", "-b", "execve"};
+    for (const Words &more :
+         {{"-e", "signal=none", "-e", "trace=%file,%desc,%process", "-o", file}, options, command}) {
+        words.insert(words.end(), more.begin(), more.end());
+    }
     Outcome outcome = run_program(words);
     outcome.status = outcome.status > 128 ? 128 - outcome.status : outcome.status; // as timeout tells of signals
     return outcome;
 }
 
-// Runs the command with a fault. Where it is killed, so is all that it has started, at every other place.
-std::pair<Outcome, Fault> disturb(const Words &command, const Plan &plan, const std::string &file)
+// What of a run with the fault is wrong; none if the fault was not met.
+std::optional<Violations> attempt(const Sweep &sweep, const Plan &plan, const std::string &file, Accepted &accepted)
 {
-    const bool kill = plan.error == "KILL";
-    const std::string what = plan.call + (kill ? ":signal=KILL" : ":error=" + plan.error);
-    const std::string options = "-e inject=" + what + ":when=" + std::to_string(plan.number);
-    const Outcome outcome = trace(command, options, file, kill && plan.number % 2 == 0);
-    Fault fault = {plan.deed, 0, kill && outcome.status == -SIGKILL};
-    for (const Call &call : read_trace(file)) {
+    const std::string what = plan.call + (plan.error == "KILL" ? ":signal=KILL" : ":error=" + plan.error);
+    sweep.prepare();
+    const Outcome outcome =
+        trace(sweep.command, {"-e", "inject=" + what + ":when=" + std::to_string(plan.number)}, file);
+    const std::vector<Call> calls = read_trace(file);
+    Fault fault = {plan.deed, 0, plan.error == "KILL" && outcome.status == -SIGKILL};
+    for (const Call &call : calls) {
         if (call.text.find("(INJECTED)") != std::string::npos && ++fault.count == 1) {
-            fault.deed = call.text;
+            fault.deed = call.text[0] == '<' ? plan.deed : call.text;
         }
     }
-    return {outcome, fault};
+    if (fault.count == 0 && !fault.killed) {
+        return {};
+    }
+    Violations wrong = sweep.judge(outcome, fault);
+    if (outcome.status == 0 && plan.call != "close") {
+        append(wrong, left_open(calls));
+    }
+    return accepted.rest(fault.deed, wrong);
+}
+
+std::size_t number(const char *name)
+{
+    const char *const text = std::getenv(name);
+    return text == nullptr ? 1 : std::stoul(text);
 }
 
 } // namespace
 
-std::size_t fault_number(const char *name, std::size_t otherwise)
-{
-    const char *const text = std::getenv(name);
-    return text == nullptr ? otherwise : std::stoul(text);
-}
-
-Violations Sweep::run(std::size_t first, std::size_t step)
+void Sweep::run(Accepted &accepted)
 {
     const std::string file = (fs::temp_directory_path() / fs::unique_path()).string();
     std::size_t tried = 0;
     std::size_t missed = 0;
-    Violations found;
     prepare();
-    const Outcome undisturbed = trace(command, "", file);
+    const Outcome undisturbed = trace(command, {}, file);
     const std::vector<Plan> plans = plan(read_trace(file));
-    for (std::size_t i = first; i < plans.size(); i += step) {
-        prepare();
-        const auto [outcome, fault] = disturb(command, plans[i], file);
-        const bool left_child = wait_for_all() && !fault.killed;
-        if (fault.count == 0 && !fault.killed) {
-            ++missed;
-            continue;
-        }
-        ++tried;
-        Violations wrong = outcome.status == 0 && plans[i].call != "close" ? left_open(read_trace(file)) : Violations();
-        if (left_child) {
-            wrong.emplace_back("a child was left");
-        }
-        const Violations more = judge(outcome, fault);
-        wrong.insert(wrong.end(), more.begin(), more.end());
-        const Violations rest = accepted.rest(fault.deed, wrong);
-        found.insert(found.end(), rest.begin(), rest.end());
+    Violations wrong = judge(undisturbed, {});
+    for (std::size_t i = number("FIRST_FAULT") - 1; i < plans.size(); i += number("FAULT_STEP")) {
+        const std::optional<Violations> found = attempt(*this, plans[i], file, accepted);
+        ++(found ? tried : missed);
+        append(wrong, found.value_or(Violations()));
     }
     fs::remove(file);
     std::cout << tried << " of " << plans.size() << " faults tried, " << missed << " more were not met\n";
     accepted.print();
-    if (undisturbed.status != 0 || tried == 0 || missed * 20 > tried) {
-        found.push_back("the sweep has failed: " + undisturbed.err);
-    }
-    return found;
+    EXPECT_TRUE(tried > 20 * missed) << undisturbed.err;
+    EXPECT_EQ(wrong, Violations());
 }

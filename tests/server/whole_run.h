@@ -14,10 +14,11 @@ protected:
         return "vhosts/system/" + domain + "/logs/" + log + ".webstat";
     }
 
-    Outcome run(std::vector<std::string> words = {}) const
+    Outcome run(const std::vector<std::string> &words = {}) const
     {
-        words.insert(words.begin(), STATISTICS_RUN);
-        const Outcome outcome = run_program(words);
+        std::vector<std::string> command = {STATISTICS_RUN};
+        command.insert(command.end(), words.begin(), words.end());
+        const Outcome outcome = run_program(command);
         return {replace_all(outcome.out, root(), "@"), replace_all(outcome.err, root(), "@"), outcome.status};
     }
 
@@ -29,11 +30,20 @@ protected:
     const SampleServer server;
 };
 
-const std::string preparation_lines = "Starting...\nExecuting logs preparation... \n";
-
-const std::string preparation_call = ": @/panel/admin/sbin/statistics_log_processor \n";
+// A text in which LOG stands for the path of a log of a.example, NAME for its name, and so on.
+inline std::string text_of(const Log &log, const std::string &text)
+{
+    std::string filled = replace_all(text, "LOG", "@/vhosts/system/a.example/logs/NAME.webstat");
+    filled = replace_all(filled, "DIRECTORY", log.directory);
+    filled = replace_all(filled, "SERVICE", log.service);
+    return replace_all(replace_all(filled, "FORMAT", log.format), "NAME", log.name);
+}
 
 inline std::string parent_line(const Log &log)
 {
     return "Skip log `" + log.name + "' because it has parent `" + log.name.substr(sizeof "proxy") + "'\n";
 }
+
+const std::string preparation_lines = "Starting...\nExecuting logs preparation... \n";
+
+const std::string preparation_call = ": @/panel/admin/sbin/statistics_log_processor \n";
