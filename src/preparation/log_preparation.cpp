@@ -171,9 +171,9 @@ private:
             try {
                 take(find_unread(log, position), position);
                 return;
-            } catch (const LogChanged &changed) {
+            } catch (const LogChanged &) {
                 if (attempt == most_attempts) {
-                    fail(log.path, changed.what());
+                    throw;
                 }
             }
         }
@@ -212,7 +212,7 @@ private:
     {
         for (const UnreadFile &file : files) {
             if (!file.file.isTheSame()) {
-                throw LogChanged();
+                throw LogChanged(file.file.place().path);
             }
             if (were_lines_taken) {
                 file.file.sync();

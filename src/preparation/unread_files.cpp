@@ -40,32 +40,46 @@ LogFile open_log(const Place &log, const std::string &name)
 {
     Place place = beside(log, name);
     if (!place.exists) {
-        throw LogChanged();
+        throw LogChanged(log.path);
     }
     try {
         return LogFile(std::move(place));
     } catch (const korvo::ExSystemError<ENOENT> &) {
-        throw LogChanged();
+        throw LogChanged(log.path);
     }
 }
 
-// The newest file of the names up to `end` that is the one taken or, unless null, the older one.
-// What is passed meanwhile, and the file, come to the front of the files. Returns its place among
-// the names, or `end` if there is none; then all of them are passed.
+// The newest file of the names up to `end` that is the one taken or, unless null, the older one; of
+// files that begin alike, the one with the inode, if that has not become a newer one's. What is
+// passed meanwhile, and the file, come to the front of the files. Returns its place among the names,
+// or `end` if there is none; then all of them are passed.
 std::size_t find_taken(const Place &log, const Names &names, std::size_t end,
                        const TakenFile &taken, const TakenFile *older,
                        std::deque<UnreadFile> &files)
 {
+    const TakenFile *known = nullptr;
+    std::size_t found = end;
     for (std::size_t i = end; i > 0; --i) {
         files.push_front({open_log(log, names[i - 1]), 0});
-        for (const TakenFile *const known : {&taken, older}) {
-            if (known != nullptr && files.front().file.isKnownAs(*known)) {
-                files.front().taken = files.front().file.upToEnd(known->taken);
-                return i - 1;
-            }
+        const LogFile &file = files.front().file;
+        const bool is_taken = file.isKnownAs(taken);
+        const bool is_older = !is_taken && older != nullptr && file.isKnownAs(*older);
+        const bool is_certain = is_taken && file.place().status.st_ino == taken.inode;
+        if (is_certain || (known == nullptr && (is_taken || is_older))) {
+            known = is_older ? older : &taken;
+            found = i - 1;
+        }
+        if (is_certain || is_older) {
+            break;
         }
     }
-    return end;
+    if (known != nullptr) {
+        while (files.size() > end - found) {
+            files.pop_front();
+        }
+        files.front().taken = files.front().file.upToEnd(known->taken);
+    }
+    return found;
 }
 
 bool was_written_after(const UnreadFile &file, std::int64_t time)
@@ -74,10 +88,13 @@ bool was_written_after(const UnreadFile &file, std::int64_t time)
     return written.tv_sec * std::int64_t{1000000000} + written.tv_nsec > time;
 }
 
-// Drops the copy of the log, made to truncate the log next, from before the log.
-void drop_copy(std::deque<UnreadFile> &files)
+// Drops the copy of the log, made to truncate the log next, from before the log. A log that is
+// rotated in this way keeps its inode.
+void drop_copy(const TakenFile &newest, std::deque<UnreadFile> &files)
 {
-    if (files.size() < 2) {
+    const bool is_first_time = newest.inode == 0;
+    if (files.size() < 2 ||
+        (!is_first_time && files.back().file.place().status.st_ino != newest.inode)) {
         return;
     }
     const LogFile &log = files.back().file;
@@ -107,7 +124,7 @@ bool find_rest(const Place &log, const LogPosition &position, Unread &unread)
         return false;
     }
     LogFile file = open_log(log, log.name);
-    if (!file.isKnownAs(newest)) {
+    if (!file.isKnownAs(newest) || file.place().status.st_ino != newest.inode) {
         return false;
     }
     if (position.files.size() > 1) {
@@ -166,11 +183,12 @@ LogPosition first_position(const Place &log)
 {
     LogPosition position;
     const Names names = rotated_logs(log);
+    const LogFile current = open_log(log, log.name);
     for (auto name = names.rbegin(); name != names.rend() && position.files.empty(); ++name) {
         LogFile file = open_log(log, *name);
-        const std::uint64_t lines = read_lines(file, 0, nullptr);
-        if (lines > 0) {
-            position.files.push_back(file.asTaken(lines));
+        const TakenFile taken = file.asTaken(read_lines(file, 0, nullptr));
+        if (taken.taken > 0 && !current.isKnownAs(taken)) { // it may be a copy of the log
+            position.files.push_back(taken);
         }
     }
     TakenFile nothing;
@@ -187,9 +205,9 @@ Unread find_unread(const Place &log, const LogPosition &position)
     if (!find_rest(log, position, unread)) {
         const Names names = chain(log);
         find_rotated(log, position, names, unread);
-        drop_copy(unread.files);
+        drop_copy(position.files.back(), unread.files);
         if (!is_same_chain(log, names, unread.files)) {
-            throw LogChanged();
+            throw LogChanged(log.path);
         }
     }
     return unread;

@@ -36,7 +36,10 @@ struct Unread {
 class LogChanged : public std::runtime_error
 {
 public:
-    LogChanged() : std::runtime_error("keeps changing while it is being read") {}
+    explicit LogChanged(const std::string &path)
+        : std::runtime_error(path + ": keeps changing while it is being read")
+    {
+    }
 };
 
 // Whether nothing at all has come since the position.

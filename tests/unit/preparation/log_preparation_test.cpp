@@ -80,7 +80,7 @@ TEST_F(Preparation, MovesCompleteLinesAsTheyAreAndOnce)
     write_file("all", "");
     writeLine();
     expectAll();
-    EXPECT_TRUE(attributes(prepared) == "0:0 700" && !exists(prepared + ".new"));
+    EXPECT_EQ(attributes(prepared), "0:0 700");
 }
 
 // Each of the scripts rotates a log of which one line is taken and another one is not.
@@ -93,7 +93,9 @@ TEST_F(Preparation, FollowsRotation)
         "cp $l $l.1; : >$l",
         "cp $l $l.1; gzip $l.1; : >$l",
         "cp $l $l.1", // to be truncated next
-        "mv $l $l.2; echo 1 | tee -a ../../../../all >$l; cp $l $l.1",
+        "cp $l $l.2; : >$l; echo 1 | tee -a ../../../../all >$l; cp $l $l.1",
+        "mv $l $l.1; tee -a ../../../../all <$l.1 >$l", // the same lines again
+        "mv $l $l.2; printf '1\\n1\\n' >>../../../../all; echo 1 | tee $l.1 >$l",
         "mv $l $l-20240514-23",
         "mv $l $l-1715731200; gzip $l-1715731200",
         "mv $l $l.1; : >$l; mv $l.1 $l.2; mv $l $l.1", // an empty one between
@@ -121,11 +123,11 @@ TEST_F(Preparation, FollowsRotation)
 
 TEST_F(Preparation, FollowsSeveralRotationsAndLateWriters)
 {
-    inLogs("echo past >$l.1");
     writeLine();
-    prepare();
+    inLogs("echo past >$l.2; cp $l $l.1"); // to be truncated next
+    expectAll();
     writeLine();
-    inLogs("mv $l.1 $l.2; gzip $l.2; mv $l $l.1");
+    inLogs("mv $l.2 $l.1; mv $l.1 $l.2; gzip $l.2; mv $l $l.1");
     writeLine("access_log.1"); // by who has not opened the new one yet
     writeLine();
     expectAll();
@@ -217,7 +219,6 @@ TEST_F(Preparation, FollowsLinksOfRootToALogAndToADomain)
     fs::create_symlink("../../../../apache/a.log", logs + "access_log");
     fs::create_symlink("d", "v/system/alias"); // its logs are the same
     write_file("v/system/file", "");
-    fs::create_symlink("nowhere", "v/system/nothing");
     writeLine();
     prepare();
     writeLine();
@@ -248,7 +249,6 @@ TEST_F(Preparation, LeavesTheMarkerOfThePreviousMonth)
         {"access_log", "1.2.3.4 - - [30/Apr/2023:23:59:59 +0000] \"GET /\"", "2024-05-15 12:00", false},
         {"access_log", "1.2.3.4 - - [01/May/2024:00:00:00 +0000] \"GET /[30/Apr/2024:\"", "2024-05-15 12:00", false},
         {"access_log", "x\n1.2.3.4 - - [31/Dec/2023:23:59:59 +0000] \"GET /\"", "2024-01-01 00:00", true},
-        {"access_log", "[[30/Apr/2024", "2024-05-15 12:00", false},
         {"xferlog", "Tue Apr 30 23:59:59 2024 1 1.2.3.4 1 /f b _ o a x ftp 0 * c", "2024-05-15 12:00", true},
         {"xferlog", "Wed May  1 00:00:00 2024 1 1.2.3.4 1 /Apr b _ o a x ftp 0 * c", "2024-05-15 12:00", false},
     };
