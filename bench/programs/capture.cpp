@@ -3,7 +3,7 @@
 //
 // usage: capture runner|shell|loop EXPECTED_BYTES PROGRAM
 #include "exec/ExecCmd.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/shell_command.h"
 
 #include <malloc.h>

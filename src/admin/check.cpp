@@ -5,7 +5,7 @@
 #include "admin/progress.h"
 #include "admin/run_lock.h"
 #include "admin/server_checks.h"
-#include "util/files.h"
+#include "util/directories.h"
 
 #include <nlohmann/json.hpp>
 

@@ -6,7 +6,7 @@
 #include "util/bounded_format.h"
 #include "util/directories.h"
 #include "util/log_line.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/report.h"
 #include "util/shell_command.h"
 #include "util/unchanged.h"

@@ -2,8 +2,7 @@
 
 #include "config/config_path.h"
 #include "util/errno_guard.h"
-#include "util/malloced.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 #include "util/report.h"
 
 #include <search.h>

@@ -1,5 +1,15 @@
 #pragma once
 
+// Which way to start a program is for what:
+// - korvo::ExecCmd, here: arguments as they are, without a shell; variables, an account, an input;
+//   both outputs captured; a failure is an exception that tells all of it. The first choice.
+// - popen_exec (util/shell_command.h): a command line for the shell, with its redirections; what it
+//   writes is shown only if it fails.
+// - run_admin_utility (domain/admin_utility.h): one of the panel's utilities by its bare name.
+// - run_and_report (util/child_process.h): a program by its path, both outputs captured and reported
+//   if it fails; below it, the pieces that the others are made of.
+// - util/run_program.h: streams inherited, on given descriptors or on "/dev/null".
+
 #include "exec/process.h"
 #include "exec/traceable.h"
 

@@ -7,7 +7,7 @@
 #include "preparation/previous_month.h"
 #include "preparation/unread_files.h"
 #include "util/log_line.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,7 +1,7 @@
 #include "preparation/rotated_logs.h"
 
 #include "preparation/log_file.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 
 #include <fcntl.h>
 

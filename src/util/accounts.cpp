@@ -49,8 +49,7 @@ int user_id_by_name(const char *name, uid_t *id, gid_t *group)
 {
     const passwd *const user = find_user(name);
     if (user == nullptr) {
-        report(0, 0, "Unable to find uid for user %s: %s", name, std::strerror(errno));
-        return -1;
+        return report_failure("Unable to find uid for user %s: %s", name);
     }
     *id = user->pw_uid;
     if (group != nullptr) {
@@ -63,8 +62,7 @@ int group_id_by_name(const char *name, gid_t *id)
 {
     const group *const found = look_up([&] { return ::getgrnam(name); });
     if (found == nullptr) {
-        report(0, 0, "getgrnam(%s): %s", name, std::strerror(errno));
-        return -1;
+        return report_failure("getgrnam(%s): %s", name);
     }
     *id = found->gr_gid;
     return 0;

@@ -1,7 +1,7 @@
 #include "util/child_process.h"
 
 #include "util/descriptors.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/report.h"
 #include "util/text_buffer.h"
 

@@ -1,7 +1,7 @@
 #include "util/directory_walk.h"
 
 #include "util/descriptors.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 #include "util/report.h"
 
 #include <fcntl.h>
@@ -31,13 +31,6 @@ OwnedListing open_listing(const char *path, FinalLink final_link)
     return listing;
 }
 
-// Reports a failure with the text of errno. Always false.
-bool failed(int exit_status, const char *format, const char *name)
-{
-    report(exit_status, 0, format, name, std::strerror(errno));
-    return false;
-}
-
 // The next name of the listing; null at its end, or after a report if it can't be read further.
 const char *next_name(DIR *listing, const char *path, int exit_status)
 {
@@ -45,7 +38,7 @@ const char *next_name(DIR *listing, const char *path, int exit_status)
     errno = 0;
     const dirent *const entry = ::readdir(listing);
     if (entry == nullptr && errno != 0) {
-        failed(exit_status, "Unable to read dir %s: %s\n", path);
+        report_failure("Unable to read dir %s: %s\n", path, exit_status);
         return nullptr;
     }
     errno = previous_errno;
@@ -60,7 +53,8 @@ bool visit_entries(DIR *listing, const char *path, int exit_status, const EntryV
             if (errno == ENOENT) {
                 continue;
             }
-            return failed(exit_status, "Unable to check directory entry %s: %s\n", name);
+            report_failure("Unable to check directory entry %s: %s\n", name, exit_status);
+            return false;
         }
         if (!visit(name, status)) {
             return false;
@@ -74,18 +68,20 @@ bool visit_entries(DIR *listing, const char *path, int exit_status, const EntryV
 bool walk_directory(const char *path, FinalLink final_link, int exit_status,
                     const EntryVisitor &visit, const ListingEnd &listed)
 {
-    const char *const no_current_dir = "Unable to get file descriptor of current dir: %s\n";
     Descriptor saved(::open(".", O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!saved.is_open()) {
-        report(exit_status, 0, no_current_dir, std::strerror(errno));
+        report(exit_status, 0, "Unable to get file descriptor of current dir: %s\n",
+               std::strerror(errno));
         return false;
     }
     OwnedListing listing = open_listing(path, final_link);
     if (listing == nullptr) {
-        return failed(exit_status, "Unable to open dir %s: %s\n", path);
+        report_failure("Unable to open dir %s: %s\n", path, exit_status);
+        return false;
     }
     if (::fchdir(::dirfd(listing.get())) != 0) {
-        return failed(exit_status, "Unable to change dir %s: %s\n", path);
+        report_failure("Unable to change dir %s: %s\n", path, exit_status);
+        return false;
     }
     if (!visit_entries(listing.get(), path, exit_status, visit) || (listed && !listed())) {
         saved.release();
@@ -97,7 +93,8 @@ bool walk_directory(const char *path, FinalLink final_link, int exit_status,
         return false;
     }
     if (::closedir(listing.release()) != 0) {
-        return failed(exit_status, "Unable to close dir %s: %s\n", path);
+        report_failure("Unable to close dir %s: %s\n", path, exit_status);
+        return false;
     }
     return true;
 }

@@ -2,8 +2,7 @@
 
 #include "util/descriptors.h"
 #include "util/errno_guard.h"
-#include "util/malloced.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 #include "util/report.h"
 
 #include <fcntl.h>
@@ -18,12 +17,6 @@
 namespace
 {
 
-int failed(const char *format, const std::string &path)
-{
-    report(0, 0, format, path.c_str(), std::strerror(errno));
-    return -1;
-}
-
 // Opens and locks the file that is at the path once the lock is held: whoever held it before may
 // have put another one there. Null after a report.
 OwnedFile open_locked(const std::string &path, struct stat &status)
@@ -31,16 +24,16 @@ OwnedFile open_locked(const std::string &path, struct stat &status)
     for (;;) {
         OwnedFile file(std::fopen(path.c_str(), "re"));
         if (file == nullptr) {
-            failed("file_str: Unable to open file %s: %s\n", path);
+            report_failure("file_str: Unable to open file %s: %s\n", path.c_str());
             return nullptr;
         }
         if (lock_descriptor(::fileno(file.get()), true) != 0) {
-            failed("Error occurred while locking the file %s: %s\n", path);
+            report_failure("Error occurred while locking the file %s: %s\n", path.c_str());
             return nullptr;
         }
         struct stat current = {};
         if (::fstat(::fileno(file.get()), &status) != 0 || ::stat(path.c_str(), &current) != 0) {
-            failed("file_str: Unable to stat file %s: %s\n", path);
+            report_failure("file_str: Unable to stat file %s: %s\n", path.c_str());
             return nullptr;
         }
         if (current.st_dev == status.st_dev && current.st_ino == status.st_ino) {
@@ -69,20 +62,21 @@ public:
     int open(const struct stat &status)
     {
         ::unlink(temporary_.c_str());
-        const int descriptor =
-            ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-        if (descriptor == -1) {
-            return failed("file_str: Unable to create file %s: %s\n", temporary_);
+        Descriptor created(
+            ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!created.is_open()) {
+            return report_failure("file_str: Unable to create file %s: %s\n", temporary_.c_str());
         }
-        file_.reset(::fdopen(descriptor, "w"));
+        file_.reset(::fdopen(created.get(), "w"));
         if (file_ == nullptr) {
-            ::close(descriptor);
             ::unlink(temporary_.c_str());
-            return failed("file_str: Unable to open file %s: %s\n", temporary_);
+            return report_failure("file_str: Unable to open file %s: %s\n", temporary_.c_str());
         }
+        const int descriptor = created.release(); // closed with the stream
         if (::fchown(descriptor, status.st_uid, status.st_gid) != 0 ||
             ::fchmod(descriptor, status.st_mode & 07777U) != 0) {
-            return failed("file_str: Unable to set owner and mode of file %s: %s\n", temporary_);
+            return report_failure("file_str: Unable to set owner and mode of file %s: %s\n",
+                                  temporary_.c_str());
         }
         return 0;
     }
@@ -102,10 +96,10 @@ public:
         }
         if (!is_own()) {
             errno = ESTALE;
-            return failed("Unable to rename file %s: %s\n", temporary_);
+            return report_failure("Unable to rename file %s: %s\n", temporary_.c_str());
         }
         if (::rename(temporary_.c_str(), path_.c_str()) != 0) {
-            return failed("Unable to rename file %s: %s\n", temporary_);
+            return report_failure("Unable to rename file %s: %s\n", temporary_.c_str());
         }
         file_.reset();
         return 0;
@@ -144,7 +138,7 @@ int edit_lines(const std::string &path, std::FILE *old_file, const Replacement &
     const ErrnoGuard kept;
     const Malloced<char> owned(line);
     if (result == 0 && !std::feof(old_file)) {
-        return failed("file_str: Unable to read file %s: %s\n", path);
+        return report_failure("file_str: Unable to read file %s: %s\n", path.c_str());
     }
     return result;
 }
@@ -155,7 +149,7 @@ int file_str(const char *path, LineEditor editor, void *context)
 {
     const Malloced<char> resolved(::realpath(path, nullptr));
     if (resolved == nullptr) {
-        return failed("file_str: Unable to stat file %s: %s\n", path);
+        return report_failure("file_str: Unable to stat file %s: %s\n", path);
     }
     const std::string file_path = resolved.get();
     struct stat status = {};

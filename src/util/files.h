@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdio>
 
-// Small jobs with files and directories. Where a routine says "after a report", errno is as the
-// failing call left it.
+// Small jobs with files. Where a routine says "after a report", errno is as the failing call left
+// it.
 
 // Empties the file, or creates it with the mode, less the file-creation mask. Returns 0, or -1
 // after a report.
@@ -16,29 +16,14 @@ int truncate_or_create_file(const char *path, mode_t mode);
 // Returns 0, or -1 after a report.
 int create_file(const char *path, mode_t mode);
 
-// Renames a directory. A target that exists, of whatever kind, is refused with errno EEXIST.
-// Returns 0, or -1 after a report.
-int rename_dir(const char *from, const char *to);
-
-// Whether there is a regular file, or a directory, at the path; links are followed.
+// Whether there is a regular file at the path; links are followed.
 bool file_exists(const char *path);
-bool dir_exists(const char *path);
-
-// Tells whether the first directory lies inside the second, at any depth, by their resolved names.
-// A directory lies inside itself. Returns 1 or 0, or -1 after a report if one can't be resolved to
-// a directory.
-int is_dir_inside(const char *inner, const char *outer);
 
 // Reads the first line of a file into the buffer of that many bytes, terminated and without its
 // newline; the last line of a file needs none, and an empty file has an empty line. Returns 0, or
 // -1 after a report: the file can't be opened or read, or the buffer is too short for the line
 // (ERANGE).
 int read_line(const char *path, char *buffer, std::size_t size);
-
-// Looks in a directory for an entry of that name, regardless of the case of ASCII letters; one with
-// the very name goes first. Returns "<directory>/<entry>" as newly allocated text that the caller
-// frees, or null with errno set: ENOENT if there is none.
-char *find_entry(const char *directory, const char *name);
 
 // Copies what is left of one stream to another and flushes that. Returns 0, or -1 after a report
 // that tells which stream failed; what has been copied by then stays.

@@ -38,13 +38,11 @@ int take_lock_file(const char *name, LockWait wait)
     const std::string path = lock_path(name);
     Descriptor file(open_lock_file(name, path));
     if (!file.is_open()) {
-        report(0, 0, "Unable to open file \"%s\": %s.", path.c_str(), std::strerror(errno));
-        return -1;
+        return report_failure("Unable to open file \"%s\": %s.", path.c_str());
     }
     if (lock_descriptor(file.get(), wait == LockWait::wait) != 0) {
         if (errno != EWOULDBLOCK) {
-            report(0, 0, "Error occurred while locking the file %s: %s\n", path.c_str(),
-                   std::strerror(errno));
+            report_failure("Error occurred while locking the file %s: %s\n", path.c_str());
         }
         return -1;
     }
@@ -55,9 +53,8 @@ int release_lock_file(const char *name, int descriptor)
 {
     ::flock(descriptor, LOCK_UN); // a forked child may hold the descriptor, too
     if (::close(descriptor) != 0) {
-        report(0, 0, "An error occured during closing '%s' file: %s\n", lock_path(name).c_str(),
-               std::strerror(errno));
-        return -1;
+        return report_failure("An error occured during closing '%s' file: %s\n",
+                              lock_path(name).c_str());
     }
     return 0;
 }

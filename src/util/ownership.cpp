@@ -1,9 +1,6 @@
 #include "util/ownership.h"
 
-#include "util/accounts.h"
-#include "util/descriptors.h"
 #include "util/directory_walk.h"
-#include "util/errno_guard.h"
 #include "util/report.h"
 
 #include <fcntl.h>
@@ -11,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <functional>
 
 namespace
@@ -32,9 +28,9 @@ void require(int result, const char *format, const char *path)
         return;
     }
     if (errno == ENOENT) {
-        report(0, 0, "Directory entry %s doesn't exist: %s\n", path, std::strerror(errno));
+        report_failure("Directory entry %s doesn't exist: %s\n", path);
     } else {
-        report(1, 0, format, path, std::strerror(errno));
+        report_failure(format, path, 1);
     }
 }
 
@@ -56,7 +52,7 @@ void change_tree(const char *path, const TreeChange &change)
     const RaisedDescriptorLimit raised;
     struct stat status = {};
     if (::lstat(path, &status) != 0) {
-        report(1, 0, "Unable to get entry %s: %s\n", path, std::strerror(errno));
+        report_failure("Unable to get entry %s: %s\n", path, 1);
     } else if (S_ISDIR(status.st_mode)) {
         change_directory_tree(path, status, change);
     } else {
@@ -69,12 +65,10 @@ void change_tree(const char *path, const TreeChange &change)
 int set_owner_and_mode(const char *path, uid_t owner, gid_t group, mode_t mode)
 {
     if (::chown(path, owner, group) != 0) {
-        report(0, 0, "ERROR: unable to chown %s: %s\n", path, std::strerror(errno));
-        return -1;
+        return report_failure("ERROR: unable to chown %s: %s\n", path);
     }
     if (::chmod(path, mode) != 0) {
-        report(0, 0, "ERROR: unable to chmod %s: %s\n", path, std::strerror(errno));
-        return -1;
+        return report_failure("ERROR: unable to chmod %s: %s\n", path);
     }
     return 0;
 }
@@ -95,34 +89,4 @@ void chmod_tree(const char *path, mode_t mode)
     };
     change_tree(path, {apply, "Unable to chmod directory entry %s: %s\n",
                        "Unable to chmod dir %s: %s\n", "Unable to chmod entry %s: %s\n"});
-}
-
-int make_user_dir(const char *path, const char *user, mode_t mode)
-{
-    uid_t owner = 0;
-    gid_t group = 0;
-    if (user_id_by_name(user, &owner, &group) != 0) {
-        return -1;
-    }
-    if (::mkdir(path, mode) != 0) {
-        report(0, 0, "Cannot create directory %s: %s", path, std::strerror(errno));
-        return -1;
-    }
-    // By descriptor: in a directory of somebody else's, the name may be a link by now.
-    const Descriptor directory(::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!directory.is_open() || ::fchown(directory.get(), owner, group) != 0) {
-        report(0, 0, "Cannot chown %s: %s", path, std::strerror(errno));
-        const ErrnoGuard kept;
-        ::rmdir(path);
-        return -1;
-    }
-    return 0;
-}
-
-int make_dir_with_umask(const char *path, mode_t mode, mode_t mask)
-{
-    const mode_t previous = ::umask(mask);
-    const int result = ::mkdir(path, mode);
-    ::umask(previous);
-    return result;
 }

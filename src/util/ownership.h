@@ -16,12 +16,3 @@ int set_owner_and_mode(const char *path, uid_t owner, gid_t group, mode_t mode);
 // walk and is restored. Modes need /proc.
 void chown_tree(const char *path, uid_t owner, gid_t group);
 void chmod_tree(const char *path, mode_t mode);
-
-// Makes a directory with the mode, less the file-creation mask, and gives it to the user and that
-// user's own group. Returns 0, or -1 after a report, with errno set; a directory that could not be
-// given away is removed again.
-int make_user_dir(const char *path, const char *user, mode_t mode);
-
-// Makes a directory with the mode under that file-creation mask; the process's own is restored.
-// Returns 0, or -1 with errno set.
-int make_dir_with_umask(const char *path, mode_t mode, mode_t mask);

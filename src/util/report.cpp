@@ -1,7 +1,7 @@
 #include "util/report.h"
 
 #include "util/errno_guard.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/text_buffer.h"
 
 #include <syslog.h>
@@ -98,6 +98,12 @@ void report(int exit_status, int flag, const char *format, ...)
     va_start(arguments, format);
     report_v(exit_status, flag, format, arguments);
     va_end(arguments);
+}
+
+int report_failure(const char *format, const char *path, int exit_status)
+{
+    report(exit_status, 0, format, path, std::strerror(errno));
+    return -1;
 }
 
 void print_message(const char *message, int exit_status)

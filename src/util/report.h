@@ -32,6 +32,10 @@ void report(int exit_status, int flag, const char *format, ...)
 void report_v(int exit_status, int flag, const char *format, va_list arguments)
     __attribute__((format(printf, 3, 0)));
 
+// Reports the failure of a call on a path with errno still as that call left it: the format has two
+// %s, for the path and the text of errno. Returns -1, if the exit status is 0.
+int report_failure(const char *format, const char *path, int exit_status = 0);
+
 // Writes the message, with the prefix of program_path and with a line feed unless it ends in one,
 // first to standard error and then to standard output, and flushes both. Ends the program with the
 // exit status if that is not 0.

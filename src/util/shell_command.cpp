@@ -1,7 +1,7 @@
 #include "util/shell_command.h"
 
 #include "util/errno_guard.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/report.h"
 #include "util/sigpipe_held.h"
 #include "util/text_buffer.h"

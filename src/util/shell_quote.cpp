@@ -1,5 +1,7 @@
 #include "util/shell_quote.h"
 
+#include <boost/algorithm/string/replace.hpp>
+
 namespace
 {
 
@@ -14,13 +16,5 @@ std::string shell_quote(const std::string &text)
     if (!text.empty() && text.find_first_not_of(ordinary_characters) == std::string::npos) {
         return text;
     }
-    std::string quoted = "'";
-    for (const char character : text) {
-        if (character == '\'') {
-            quoted += "'\\''";
-        } else {
-            quoted += character;
-        }
-    }
-    return quoted + '\'';
+    return "'" + boost::replace_all_copy(text, "'", "'\\''") + "'";
 }

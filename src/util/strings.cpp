@@ -2,6 +2,8 @@
 
 #include "util/report.h"
 
+#include <boost/algorithm/string/replace.hpp>
+
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -17,22 +19,6 @@ int replace_failed(int error_number)
     errno = error_number;
     report(0, 0, "strn_replace(): %s\n", std::strerror(error_number));
     return -1;
-}
-
-// Builds the result, but no further than to the size that it must stay below.
-std::string replaced(const char *text, std::size_t size, const char *pattern,
-                     const char *replacement)
-{
-    std::string result;
-    const std::size_t length = std::strlen(pattern);
-    while (const char *const found = std::strstr(text, pattern)) {
-        result.append(text, found).append(replacement);
-        text = found + length;
-        if (result.size() >= size) {
-            return result;
-        }
-    }
-    return result.append(text);
 }
 
 } // namespace
@@ -65,7 +51,7 @@ int strn_replace(char *text, std::size_t size, const char *pattern, const char *
         return replace_failed(EINVAL);
     }
     try {
-        const std::string result = replaced(text, size, pattern, replacement);
+        const std::string result = boost::replace_all_copy(std::string(text), pattern, replacement);
         if (result.size() >= size) {
             return replace_failed(ERANGE);
         }

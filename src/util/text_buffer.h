@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util/malloced.h"
+#include "util/owned.h"
 
 #include <cstddef>
 

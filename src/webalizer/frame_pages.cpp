@@ -4,7 +4,7 @@
 #include "util/descriptors.h"
 #include "util/directory_walk.h"
 #include "util/errno_guard.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 #include "util/report.h"
 #include "util/unchanged.h"
 

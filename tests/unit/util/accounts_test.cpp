@@ -1,6 +1,6 @@
 #include "support.h"
 #include "util/accounts.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 
 TEST(Accounts, AreLookedUpAndUnknownOnesReported)
 {

@@ -1,7 +1,7 @@
 #include "support.h"
+#include "util/directories.h"
 #include "util/files.h"
-#include "util/malloced.h"
-#include "util/owned_streams.h"
+#include "util/owned.h"
 
 using SmallFiles = InTempDir;
 

@@ -1,4 +1,5 @@
 #include "support.h"
+#include "util/directories.h"
 #include "util/ownership.h"
 
 using Ownership = InTempDir;

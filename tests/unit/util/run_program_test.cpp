@@ -1,7 +1,7 @@
 #include "support.h"
 #include "util/child_process.h"
 #include "util/descriptors.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/run_program.h"
 #include "util/shell_command.h"
 

@@ -1,5 +1,5 @@
 #include "support.h"
-#include "util/malloced.h"
+#include "util/owned.h"
 #include "util/shell_command.h"
 
 TEST(PopenExec, ShowsTheOutputOfAFailureOnly)
