@@ -64,10 +64,20 @@ TEST(RunAndReport, SaysWhatAFailedProgramWrote)
                    "why\n" + failed + " (no output)\n");
     expect_outcome(outcome_of("echo why >&2; exit 3", false, 3), failed + ":\nwhy\n", failed + ":\nwhy\n");
     expect_outcome(outcome_of("echo why >&2; exit 3", true, 3), "", "");
+    EXPECT_TRUE(contains(outcome_of("kill -TERM $$", true, -1).out, ": process '/bin/sh' killed by signal 15\n"));
 }
 
 TEST(WaitChild, LogsWhatItCouldNotWaitFor)
 {
+    const auto wait_for_stopped_child = [] {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::raise(SIGSTOP);
+        }
+        EXPECT_EQ(wait_child(child, "tool", nullptr), -1);
+        ::kill(child, SIGKILL);
+    };
+    EXPECT_TRUE(contains(reported(wait_for_stopped_child), ": process 'tool' stopped by signal 19\n"));
     expect_reports({
         {[] { EXPECT_EQ(wait_child(-1, nullptr, nullptr), -1); }, "fork before spawning '<unknown>' failed\n"},
         {[] { EXPECT_EQ(wait_child(1, "init", nullptr), -1); },
