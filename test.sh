@@ -47,6 +47,17 @@ browse_pages() {
     fi
 }
 
+# The faults mostly wait.
+try_faults_and_check_style() {
+    local faults status=0
+    as_root tests/runs/faults short "$shipped" >"$shipped/faults.out" 2>&1 &
+    faults=$!
+    scripts/check_style || status=1
+    wait "$faults" || status=1
+    cat "$shipped/faults.out"
+    return "$status"
+}
+
 # The files of the counts stay, so that their modes do.
 forget_coverage() {
     [[ ! -d $sanitized ]] || as_root find "$sanitized" -name '*.gcda' -exec truncate --size 0 {} +
@@ -68,8 +79,7 @@ show_coverage() {
 stage 'packages' install_all
 stage 'tests of what is shipped' build_and_test "$shipped" -DCMAKE_BUILD_TYPE=Release
 stage 'pages in a browser' browse_pages
-stage 'faults and kills' as_root tests/runs/faults short "$shipped"
-stage 'style' scripts/check_style
+stage 'faults and kills, style' try_faults_and_check_style
 forget_coverage
 stage 'tests with sanitizers' build_and_test "$sanitized" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON -DCMAKE_CXX_FLAGS=--coverage
 stage 'coverage' show_coverage

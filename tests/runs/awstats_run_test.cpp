@@ -96,6 +96,7 @@ TEST_F(AwstatsRun, AllLogs)
 TEST_F(AwstatsRun, AFailingUpdateCostsOnlyTheTruncation)
 {
     add_logs(2);
+    write_file(log_path("xferlog"), ""); // is the same as none
     write_file("fail_late", "*-update*-http*access_log*");
     expect_run(processed_lines + "Execution of " + update_command + " failed with return code 1.\n" + said +
                    "The log will not be truncated because of errors above: @/" + log_path(web.name) + "\ncomplained\n",
