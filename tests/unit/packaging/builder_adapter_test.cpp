@@ -80,6 +80,9 @@ print "Main HTML page is 'awstats.a-http.html'.\n";
         {known + page + "0;\n=pod\n", "0", "111"}, // no routine can be made of it
         {"#!/bin/sh\nprintf 1 >>compiled; printf '%s ' \"$0\" \"$@\" 1 >&2; printf 'out '", "0", "11"},
     };
+    const auto page_said = [this](const std::string &output, const std::string &status) {
+        return root() + "/awstats -config=a-http -output=" + output + " 1 out " + status + "\n";
+    };
     for (const auto &[awstats, status, compiled] : rows) {
         for (const std::string &program : {root() + "/awstats", std::string(AWSTATS_ADAPTER)}) {
             fs::remove("compiled");
@@ -89,8 +92,8 @@ print "Main HTML page is 'awstats.a-http.html'.\n";
                 run_program({"env", "AWSTATS_STOCK_BUILDER=builder.pl", "AWSTATS_STOCK_PROGRAM=" + root() + "/awstats",
                              BUILDER_ADAPTER, "-awstatsprog=" + program, "-config=a-http", "-dir=out dir"});
             expect_outcome(outcome, "Main HTML page is 'awstats.a-http.html'.\n", "");
-            const std::string begin = root() + "/awstats -config=a-http -output=", end = " 1 out " + status + "\n";
-            EXPECT_EQ(read_file("out dir/awstats.a-http.html"), begin + "1" + end + begin + "2" + end) << awstats;
+            EXPECT_EQ(read_file("out dir/awstats.a-http.html"), page_said("1", status) + page_said("2", status))
+                << awstats;
             EXPECT_EQ(read_file("compiled"), compiled) << awstats;
         }
     }

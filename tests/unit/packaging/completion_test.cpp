@@ -37,13 +37,14 @@ TEST_F(Completion, OffersOptionsAndTheDomainsThatTheOptionTakesWhateverTheShellI
         {"statistics_admin add --log = x", "<xferlog=><xferlog_regular=>"},
         {"statistics_admin rebuild --stale sh", "<shop.example>"},
     };
-    const std::string ask = "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); "
-                            "\"_${COMP_WORDS[0]}\" '' \"${COMP_WORDS[-1]}\" \"${COMP_WORDS[-2]}\"; "
-                            "printf '<%s>' \"${COMPREPLY[@]}\"";
-    for (const std::string settings :
+    const auto ask = [](const std::string &words, const std::string &settings) {
+        return in_bash("COMP_WORDS=(" + words + "); " + settings + R"(; COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+            "_${COMP_WORDS[0]}" '' "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"; printf '<%s>' "${COMPREPLY[@]}")");
+    };
+    for (const char *const settings :
          {"set -fu", "shopt -s failglob nocaseglob nocasematch", "GLOBIGNORE='*' IFS=.e", "shopt -s nullglob"}) {
         for (const auto &[words, offered] : cases) {
-            EXPECT_EQ(in_bash("COMP_WORDS=(" + words + "); " + settings + "; " + ask), offered) << settings;
+            EXPECT_EQ(ask(words, settings), offered) << settings;
         }
     }
     EXPECT_FALSE(exists("hit"));
@@ -54,7 +55,7 @@ TEST_F(Completion, FindsTheDirectoryThatTheProgramFinds)
     for (const std::string ending : {"", "\n", " \n", "  \n", "   \n", "    \n", " ", "  ", "    ", "#\n", " # root\n",
                                      "  # root\n", "\r\n", "\nHTTPD_VHOSTS_D\n", " $(touch hit)*\n"}) {
         for (const std::string beginning : {"#", " \t", "HTTPD_VHOSTS_D /w\n"}) {
-            write_file("etc/zut/zut.conf", beginning + "HTTPD_VHOSTS_D /v" + ending);
+            write_file("etc/zut/zut.conf", std::string(beginning).append("HTTPD_VHOSTS_D /v").append(ending));
             const std::string root = in_child([] { std::printf("%s", conf_get(HTTPD_VHOSTS_D)); }).out;
             EXPECT_EQ(in_bash("_statistics_run_directory"), root + "/system/");
         }
