@@ -19,6 +19,18 @@ bool is_at(const char *place, const std::string &text)
     return std::memcmp(place, text.data(), text.size()) == 0;
 }
 
+// The first "[dd/Mon/yyyy:" of the text.
+const char *find_date(const char *text, const char *end)
+{
+    const std::ptrdiff_t length = 13;
+    for (; (text = find(text, end, '[')) != nullptr && end - text >= length; ++text) {
+        if (text[3] == '/' && text[7] == '/' && text[12] == ':') {
+            return text;
+        }
+    }
+    return nullptr;
+}
+
 } // namespace
 
 PreviousMonth::PreviousMonth(const LogSource &source, std::time_t now) : is_ftp_(source.format == 1)
@@ -32,29 +44,38 @@ PreviousMonth::PreviousMonth(const LogSource &source, std::time_t now) : is_ftp_
 
 void PreviousMonth::look(const char *text, std::size_t length)
 {
-    const char *const end = text + length;
-    while (!found_ && text < end) {
-        const char *const newline = find(text, end, '\n');
-        const char *const line_end = newline == nullptr ? end : newline;
-        found_ = is_ftp_ ? isFtp(text, line_end) : isWeb(text, line_end);
-        text = line_end + 1;
+    if (!found_) {
+        found_ = is_ftp_ ? isInFtpLines(text, text + length) : isInWebLines(text, text + length);
     }
 }
 
-// The first "[dd/" begins the date; one in the name of a user does not.
-bool PreviousMonth::isWeb(const char *line, const char *end) const
+// Most lines have one bracket before their date: it is quicker to go from one to the next than from
+// line to line.
+bool PreviousMonth::isInWebLines(const char *text, const char *end) const
 {
-    const std::ptrdiff_t date_length = 13; // [21/Oct/2026:
-    for (; (line = find(line, end, '[')) != nullptr && end - line >= date_length; ++line) {
-        if (line[3] == '/' && line[7] == '/' && line[12] == ':') {
-            return is_at(line + 4, month_) && is_at(line + 8, year_);
+    for (const char *place = text; (place = find_date(place, end)) != nullptr; ++place) {
+        if (is_at(place + 4, month_) && is_at(place + 8, year_)) {
+            const void *const newline =
+                ::memrchr(text, '\n', static_cast<std::size_t>(place - text));
+            const char *const line = newline == nullptr ? text : static_cast<const char *>(newline);
+            if (find_date(line, end) == place) { // what follows in the line can look like a date
+                return true;
+            }
         }
     }
     return false;
 }
 
-bool PreviousMonth::isFtp(const char *line, const char *end) const
+bool PreviousMonth::isInFtpLines(const char *text, const char *end) const
 {
     const std::ptrdiff_t date_length = 24; // Wed Oct 21 10:00:00 2026
-    return end - line >= date_length && is_at(line + 4, month_) && is_at(line + 20, year_);
+    while (text != nullptr && end - text >= date_length) {
+        const char *const newline = find(text, end, '\n');
+        const char *const line_end = newline == nullptr ? end : newline;
+        if (line_end - text >= date_length && is_at(text + 4, month_) && is_at(text + 20, year_)) {
+            return true;
+        }
+        text = newline == nullptr ? nullptr : newline + 1;
+    }
+    return false;
 }

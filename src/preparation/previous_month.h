@@ -22,8 +22,8 @@ public:
     bool found() const { return found_; }
 
 private:
-    bool isWeb(const char *line, const char *end) const;
-    bool isFtp(const char *line, const char *end) const;
+    bool isInWebLines(const char *text, const char *end) const;
+    bool isInFtpLines(const char *text, const char *end) const;
 
     bool is_ftp_;
     std::string month_;
