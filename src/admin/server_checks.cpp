@@ -10,6 +10,9 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
 
 namespace
 {
@@ -29,13 +32,22 @@ void keep_message(int /*level*/, const char *format, ...)
     messages.push_back(message);
 }
 
+using OwnedConfig = std::unique_ptr<ServerConfig, void (*)(ServerConfig *)>;
+
 // Reads the file as a run does, keeping the messages that it does not show.
-void read_configuration(ServerConfig *config)
+OwnedConfig read_configuration()
 {
+    OwnedConfig config(static_cast<ServerConfig *>(std::calloc(1, sizeof(ServerConfig))),
+                       conf_free);
+    if (config == nullptr) {
+        throw std::bad_alloc();
+    }
+    messages.clear();
     const auto shown = log_output;
     log_output = keep_message;
-    conf_parse_file(server_config_path, config);
+    conf_parse_file(server_config_path, config.get());
     log_output = shown;
+    return config;
 }
 
 bool ends_with_space(const std::string &text)
@@ -63,20 +75,18 @@ void check_configuration(Checklist &checklist)
         return;
     }
     checklist.expect_owner(path, status);
-    ServerConfig config = {};
-    messages.clear();
-    read_configuration(&config);
+    const OwnedConfig config = read_configuration();
     for (const std::string &message : messages) {
         checklist.add(ProblemKind::configuration,
                       std::string(path).append(" is not read as it stands: ").append(message),
                       "write each line as a name, a blank and a value");
     }
-    for (unsigned i = 0; i < config.count; ++i) {
-        if (ends_with_space(config.entries[i].value)) {
+    for (unsigned i = 0; i < config->count; ++i) {
+        if (ends_with_space(config->entries[i].value)) {
             checklist.add(ProblemKind::configuration,
                           std::string(path)
                               .append(": the value of ")
-                              .append(config.entries[i].name)
+                              .append(config->entries[i].name)
                               .append(" ends with a blank, which counts"),
                           "end the line right after the value");
         }
