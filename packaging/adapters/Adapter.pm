@@ -2,13 +2,16 @@
 package Adapter;
 use strict;
 use warnings;
-use Errno qw(EINTR);
+use Errno qw(EINTR EINVAL ENOENT);
 use Exporter qw(import);
+use Fcntl qw(:flock);
+use File::Basename qw(dirname);
 use IO::Handle;
-our @EXPORT = qw(awstats_program compiled complain exit_status fail is_adapter run_program
-    stock_program synced);
+our @EXPORT = qw(awstats_program compiled complain exit_status fail is_adapter is_kept_absent keep
+    locked put_back_all run_program settle stock_program synced);
 
 my $name = $0;
+my $absent = 'no file before';
 my %signal_numbers = (HUP => 1, INT => 2, TERM => 15);
 
 sub complain { print STDERR "$name: $_[0]\n" }
@@ -84,13 +87,70 @@ sub run_program {
     return $caught ? 128 + $caught : exit_status($?);
 }
 
-# Whether what is in the file or directory has reached the disk. If not, says why.
+# Whether what is in the file or directory has reached the disk, as far as the file system can sync a
+# directory. If not, says why.
 sub synced {
     my ($path) = @_;
     my $opened = open my $file, '<', $path;
-    return 1 if $opened && $file->sync;
+    return 1 if $opened && ($file->sync || $!{EINVAL} && -d $file);
     complain("cannot sync $path: $!");
     return 0;
+}
+
+# The file, locked after the end of those that hold it, or nothing, with the reason in errno. Nobody but
+# its owner can open it, and so hold it.
+sub locked {
+    my ($path, $turn) = @_;
+    my $umask = umask 077;
+    my $opened = open my $lock, '>>', $path;
+    umask $umask;
+    return $opened && flock($lock, $turn // LOCK_EX) && $lock;
+}
+
+# Several files are replaced as one: each is kept as FILE.before, or a link without a target in its place
+# if there is none. settle() makes the new ones count, put_back_all() the old ones, be it at the next
+# start after a kill. The first file is kept first; while it is, the old ones count.
+
+# Returns whether it has succeeded, with the reason in errno if not. put_back_all() undoes it after any
+# step.
+sub keep {
+    my ($file) = @_;
+    return lstat $file ? link $file, "$file.before" : $!{ENOENT} && symlink $absent, "$file.before";
+}
+
+sub is_kept_absent {
+    my ($file) = @_;
+    return (readlink "$file.before" // '') eq $absent;
+}
+
+sub put_back {
+    my ($file) = @_;
+    my $before = "$file.before";
+    lstat $before or return $!{ENOENT};
+    my $done = is_kept_absent($file) ? unlink($file) || $!{ENOENT} : rename $before, $file;
+    # Two names of one file stay two when one is renamed to the other.
+    return $done && (unlink($before) || $!{ENOENT});
+}
+
+sub put_back_all {
+    my ($first, @others) = @_;
+    if (!lstat("$first.before") && $!{ENOENT}) {
+        unlink map { "$_.before" } @others;
+        return;
+    }
+    for my $file (@others, $first) {
+        put_back($file) or fail("cannot put back $file: $!");
+    }
+}
+
+# For files that are on the disk. Returns whether the new ones count, whatever happens to the system. If not, says why.
+sub settle {
+    my ($first, @others) = @_;
+    for my $file ($first, @others) {
+        unlink "$file.before" or complain("cannot remove $file.before: $!"), return 0;
+    }
+    my %directories = map { dirname($_) => 1 } $first, @others;
+    return !grep { !synced($_) } keys %directories;
 }
 
 1;

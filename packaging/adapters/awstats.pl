@@ -10,44 +10,96 @@
 # need it go by the time. And where not one of 50 lines or more, or of the first lines ever, is of the
 # configured format, the update fails, also if AWStats is told to skip more of them.
 #
-# AWStats writes new data beside the old and renames it. The update therefore runs in this process, where
-# this file's own routine stands in the place of "rename". An awstats.pl that cannot be run so runs by
-# itself, and all file systems are synced afterwards.
+# AWStats writes the new data of each month beside the old and renames one after the other. The update
+# therefore runs in this process, where this file's own routines stand in the place of "rename" and
+# "opendir": the months are replaced as one, also where the update is killed in between, which the next
+# one mends. An awstats.pl that cannot be run so runs by itself, and all file systems are synced
+# afterwards.
 #
 # It is the file that AWSTATS_STOCK_PROGRAM names in the environment, or else the first one in the usual
 # places.
 use strict;
 use warnings;
 use Cwd qw(realpath);
+use Errno qw(ESRCH);
 use File::Basename qw(dirname);
 use lib dirname(realpath(__FILE__));
+use Symbol qw(qualify_to_ref);
 use Adapter;
 
 my $updater = 0;
 my $has_failed = 0;
-my %directories;
+my $lock;
+my $first_kept;
+my @kept;
+my $is_ready;
 
-# The data of a month is complete and synced before it takes the place of the old one. A backup is a
-# second name, so that the data is never without its own.
+sub files_of_data {
+    my ($pattern) = @_;
+    our $DirData;
+    opendir my $entries, $DirData or return;
+    return map { "$DirData/$_" } grep { /$pattern/ } readdir $entries;
+}
+
+# Removes what an update leaves that ends before its time, be it this one or one that was killed.
+sub remove_unfinished {
+    our $PROG;
+    for my $path ($lock ? files_of_data(qr/^$PROG\d+.*\.tmp\.\d+(?:\.bis)?$/) : ()) {
+        my ($process) = $path =~ /\.tmp\.(\d+)(?:\.bis)?$/;
+        unlink $path if $process == $$ || !kill(0, $process) && $!{ESRCH};
+    }
+}
+
+# Waits for an update of the same data, and puts back what one was replacing that was killed.
+sub begin_update {
+    our ($DirData, $PROG, $FileSuffix);
+    my $data = "$DirData/$PROG$FileSuffix";
+    $lock = locked("$data.lock") or fail("cannot lock $data.lock: $!");
+    $first_kept = "$data.update";
+    put_back_all($first_kept,
+        map { s/\.before$//r } files_of_data(qr/^$PROG\d+\Q$FileSuffix\E\.txt\.before$/));
+    remove_unfinished();
+}
+
+# AWStats opens the directory of its data before it reads any.
+sub open_directory(*$) {
+    my ($handle, $path) = @_;
+    our $DirData;
+    begin_update() if !$lock && $path eq ($DirData // '');
+    return CORE::opendir(qualify_to_ref($handle, caller), $path);
+}
+
+# Has all new data on the disk, and the old data of several months kept, as a month counts only with the
+# others. Returns whether that is done. If not, says why.
+sub make_ready {
+    my @new = grep { -s } files_of_data(qr/\.tmp\.$$\z/);
+    return 0 if !is_known_format(50) || grep { !synced($_) } @new;
+    return 1 if @new == 1;
+    @kept = ($first_kept, map { s/\.tmp\.\d+$/.txt/r } @new);
+    for my $file (@kept) {
+        keep($file) or complain("cannot keep $file as it is: $!"), return 0;
+    }
+    return 1;
+}
+
+# Whether all that was in its place counts now, or there was nothing new.
+sub has_counted {
+    our $DirData;
+    return is_known_format(1) if !defined $is_ready;
+    return synced($DirData) && (!@kept || settle(@kept));
+}
+
+# A backup is a second name, so that the data is never without its own.
 sub rename_data {
     my ($from, $to) = @_;
     if ($to =~ /\.bak$/) {
         unlink $to;
         return link $from, $to;
     }
-    return CORE::rename($from, $to) if $to !~ /\.txt$/;
-    $directories{dirname($to)} = 1;
-    my $is_ours = ((stat $from)[9] // 0) >= $^T;
-    complain("$from was left by an update that was killed") if !$is_ours;
-    my $done = $is_ours && is_known_format(50) && synced($from) && CORE::rename($from, $to);
+    return CORE::rename($from, $to) if $to !~ /\.txt$/ || !$lock;
+    my $done = ($is_ready //= make_ready()) && CORE::rename($from, $to);
     $has_failed ||= !$done;
     return $done;
-}
-
-sub remove_unfinished {
-    our $DirData;
-    opendir my $entries, $DirData // return or return;
-    unlink map { "$DirData/$_" } grep { /\.tmp\.$$(?:\.bis)?$/ } readdir $entries;
 }
 
 # Has AWStats go by the time only in a log that it is given again.
@@ -73,10 +125,10 @@ sub is_known_format {
 END {
     if ($updater == $$) {
         my $status = $?;
-        $has_failed ||= grep { !synced($_) } keys %directories;
-        $has_failed ||= !%directories && !is_known_format(1);
-        $? = $status || ($has_failed ? 1 : 0);
-        remove_unfinished() if $?;
+        $status ||= $has_failed || !has_counted() ? 1 : 0;
+        remove_unfinished() if $status;
+        put_back_all(@kept) if $status && @kept;
+        $? = $status;
     }
 }
 
@@ -87,6 +139,7 @@ if (!$is_update) {
 }
 no warnings 'once';
 *CORE::GLOBAL::rename = \&rename_data;
+*CORE::GLOBAL::opendir = \&open_directory;
 my $update = compiled($program, qr/^\$VERSION\s*=\s*"7\./m, 'main');
 if (!$update) {
     my $status = run_program($program, @ARGV);

@@ -57,7 +57,7 @@ protected:
         write_file("log", "a\n");
         fs::remove("history");
         fs::remove_all("out");
-        write_file("out/page", "");
+        write_file("out/state.lock", "");
         if (with_state) {
             write_file("out/state", "old");
             write_file("history", "# (1 month)\nold\n");
@@ -104,7 +104,7 @@ TEST_F(WebalizerState, IsTheNewOneOnlyIfAllOfItIsOnTheDisk)
             EXPECT_EQ(files(), before) << script << fault;
         }
         // A kill. The pass that still goes on holds the next one off.
-        write_script("stock", history + state + "kill -KILL $PPID; flock -n out true || echo guarded");
+        write_script("stock", history + state + "kill -KILL $PPID; flock -n out/state.lock true || echo guarded");
         EXPECT_EQ(run_program({"sh", "-c", adapter + " -c conf -p -o out | cat"}).out, "guarded\n");
         EXPECT_EQ(pass("exit 3"), 3);
         EXPECT_EQ(files(), before);
