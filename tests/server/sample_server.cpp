@@ -39,6 +39,16 @@ std::vector<fs::path> entries_of(const std::string &directory)
     return {fs::directory_iterator(directory, none), {}};
 }
 
+std::set<std::string> lines_below(const std::string &directory)
+{
+    std::set<std::string> found;
+    for (const fs::path &file : entries_of(directory)) {
+        const std::vector<std::string> lines = lines_of(file.string());
+        found.insert(lines.begin(), lines.end());
+    }
+    return found;
+}
+
 } // namespace
 
 const Log all_logs[6] = {
@@ -178,22 +188,14 @@ Violations SampleServer::judge() const
             wrong.push_back(path + " has changed");
         }
     }
-    std::set<std::string> safe;
-    const auto gather = [](const std::string &directory, const auto &use) {
-        for (const fs::path &file : entries_of(directory)) {
-            const std::vector<std::string> lines = lines_of(file.string());
-            std::for_each(lines.begin(), lines.end(), use);
-        }
-    };
-    gather(root_ + "/ledger", [&](const std::string &line) { safe.insert(line); });
+    const std::set<std::string> taken_in = lines_below(root_ + "/ledger");
     for (const fs::path &domain : entries_of(root_ + "/offered")) {
-        const auto miss = [&](const std::string &line) {
-            if (safe.count(line) == 0) {
+        const std::set<std::string> waiting = lines_below(domainPath(domain.filename().string()) + "/logs");
+        for (const std::string &line : lines_below(domain.string())) {
+            if (taken_in.count(line) + waiting.count(line) == 0) {
                 wrong.push_back("lost: " + line);
             }
-        };
-        gather(domainPath(domain.filename().string()) + "/logs", [&](const std::string &line) { safe.insert(line); });
-        gather(domain.string(), miss);
+        }
     }
     return wrong;
 }
