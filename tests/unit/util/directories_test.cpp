@@ -73,17 +73,9 @@ TEST_F(Directories, FailuresAreReported)
 {
     write_file("tree/sub/kept", "x");
     fs::permissions(".", fs::perms::all_all);
-    const auto make = [](const char *path) {
-        return as_nobody([=] { EXPECT_EQ(make_dir_owned(path, 0, 0, 0755), -1); });
-    };
-    const auto remove = [](const char *path) {
-        return as_nobody([=] { remove_tree(path, true); });
-    };
     expect_reports({
-        {make("tree/sub/kept/x"), "ERROR: Unable to mkdir tree/sub/kept/x: %\n", ENOTDIR},
-        {make("dir"), "ERROR: Unable to chown dir: %\n", EPERM},
-        {remove("tree"), "Unable to unlink directory entry kept: %\n", EACCES, 1},
-        {remove("tree/sub/kept"), "Unable to unlink entry tree/sub/kept: %\n", EACCES, 1},
+        {as_nobody([] { EXPECT_EQ(make_dir_owned("dir", 0, 0, 0755), -1); }), "ERROR: Unable to chown dir: %\n", EPERM},
+        {as_nobody([] { remove_tree("tree", true); }), "Unable to unlink directory entry kept: %\n", EACCES, 1},
     });
     EXPECT_TRUE(exists("tree/sub/kept"));
 }

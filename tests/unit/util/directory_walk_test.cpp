@@ -47,6 +47,20 @@ TEST_F(DirectoryWalk, AListingThatCannotBeReadFurtherEndsThere)
     expect_reports({{walk_over_the_null_device, "Unable to read dir listed: %\n", ENOTDIR}});
 }
 
+TEST(RaisedDescriptorLimit, RaisesAsFarAsTheStackAllowsNeverLowersAndPutsBack)
+{
+    in_child([] {
+        const rlimit stack = {1 << 18, RLIM_INFINITY}; // for 409 levels of two descriptors
+        ::setrlimit(RLIMIT_STACK, &stack);
+        for (const auto &[soft, raised] : {std::pair(100, 818), {900, 900}}) {
+            const rlimit limit = {static_cast<rlim_t>(soft), 1000};
+            ::setrlimit(RLIMIT_NOFILE, &limit);
+            EXPECT_EQ((RaisedDescriptorLimit(), ::sysconf(_SC_OPEN_MAX)), raised);
+            EXPECT_EQ(::sysconf(_SC_OPEN_MAX), soft);
+        }
+    });
+}
+
 TEST_F(DirectoryWalk, LeavesErrnoAloneAndPassesOverAVanishedEntry)
 {
     fs::create_directories("listed/sub");

@@ -16,7 +16,6 @@ TEST_F(LockFile, IsHeldUntilItsReleaseOrTheEndOfAllThatHoldIt)
         ::pause();
     }
     expect_reports({{[] { EXPECT_EQ(take_lock_file("name", LockWait::return_at_once), -1); }, "", EWOULDBLOCK}});
-    EXPECT_EQ(release_lock_file("other", take_lock_file("other", LockWait::return_at_once)), 0);
     EXPECT_EQ(release_lock_file("name", released), 0);
     EXPECT_EQ(release_lock_file("name", take_lock_file("name", LockWait::return_at_once)), 0);
     ::close(left);
@@ -30,15 +29,11 @@ TEST_F(LockFile, FailuresAreReported)
 {
     lock_files_dir = ".";
     const auto take = [](const char *name) {
-        return [=] {
-            EXPECT_EQ(take_lock_file(name, LockWait::wait), -1);
-        };
+        EXPECT_EQ(take_lock_file(name, LockWait::wait), -1);
     };
     fs::create_symlink("file", "link");
     expect_reports({
-        {take("../name"), "Unable to open file \"./../name\": %.", EINVAL},
-        {take("link"), "Unable to open file \"./link\": %.", ELOOP},
-        {[] { EXPECT_EQ(release_lock_file("name", -1), -1); }, "An error occured during closing './name' file: %\n",
-         EBADF},
+        {[&] { take("../name"); }, "Unable to open file \"./../name\": %.", EINVAL},
+        {[&] { take("link"); }, "Unable to open file \"./link\": %.", ELOOP},
     });
 }

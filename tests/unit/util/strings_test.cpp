@@ -16,11 +16,9 @@ TEST(Strings, TrimAndTests)
 TEST(Strings, StrnReplaceStaysWithinItsSize)
 {
     const std::tuple<const char *, std::size_t, const char *, const char *, const char *, int> cases[] = {
-        {"a-b-c", 8, "-", "", "abc", 0},        {"a-b-c", 8, "-", "++", "a++b++c", 0},
-        {"aa", 8, "a", "aaa", "aaaaaa", 0},     {"aaa", 4, "aa", "b", "ba", 0},
-        {"abc", 4, "d", "long", "abc", 0},      {"a-b-c", 7, "-", "++", "a-b-c", ERANGE},
-        {"aaa", 4, "a", "bbbb", "aaa", ERANGE}, {"abc", 4, "", "x", "abc", EINVAL},
-        {"abc", 3, "a", "b", "abc", EINVAL},
+        {"a-b-c", 8, "-", "++", "a++b++c", 0}, {"aa", 8, "a", "aaa", "aaaaaa", 0},
+        {"aaa", 4, "aa", "b", "ba", 0},        {"a-b-c", 7, "-", "++", "a-b-c", ERANGE},
+        {"abc", 4, "", "x", "abc", EINVAL},    {"abc", 3, "a", "", "abc", EINVAL},
     };
     for (const auto &[text, size, pattern, replacement, result, error] : cases) {
         std::string buffer = std::string(text) + std::string(1, '\0') + "!!!!!!!!";
