@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sstream>
@@ -22,7 +23,7 @@ const char *const first_line = "statistics_log_processor position 1";
     throw std::runtime_error(path + ": " + reason);
 }
 
-// The position's text; none if there is no such file.
+// The position's text; none if there is no such file. Empty for what is not a regular file.
 std::optional<std::string> read_text(const std::string &path)
 {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -30,10 +31,16 @@ std::optional<std::string> read_text(const std::string &path)
         if (errno == ENOENT) {
             return std::nullopt;
         }
+        if (errno == ELOOP) {
+            return "";
+        }
         fail(path, std::strerror(errno));
     }
     char text[max_position_size];
     const ssize_t length = ::read(file.get(), text, sizeof text);
+    if (length < 0 && errno == EISDIR) {
+        return "";
+    }
     if (length < 0) {
         fail(path, std::strerror(errno));
     }
@@ -62,6 +69,15 @@ LogPosition parse(const std::string &text)
         }
     }
     return position;
+}
+
+bool is_complete(const LogPosition &position)
+{
+    const std::vector<TakenFile> &files = position.files;
+    return !files.empty() && files.size() <= 2 &&
+           std::all_of(files.begin(), files.end(), [](const TakenFile &file) {
+               return (file.taken == 0) == (file.fingerprint == "-");
+           });
 }
 
 } // namespace
@@ -96,7 +112,7 @@ std::optional<LogPosition> read_log_position(const std::string &path)
         return std::nullopt;
     }
     const LogPosition position = parse(*text);
-    if (log_position_text(position) != *text) {
+    if (log_position_text(position) != *text || !is_complete(position)) {
         fail(path, "not a position of this program; the lines of the log wait until the file is "
                    "restored, or removed to have the log taken from its beginning");
     }

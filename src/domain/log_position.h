@@ -25,7 +25,7 @@ struct TakenFile {
 
 struct LogPosition {
     std::uint64_t prepared = 0;   // bytes of the prepared log when its last line was appended
-    std::vector<TakenFile> files; // at most two, the newest last; none before the first lines
+    std::vector<TakenFile> files; // one or two, the newest last
 };
 
 // <product root>/var/log_positions
@@ -38,5 +38,6 @@ std::string log_position_path(const std::string &domain, const std::string &log)
 std::string log_position_text(const LogPosition &position);
 
 // Reads a position; none if there is no such file. Throws std::runtime_error with the path and the
-// reason if it can't be read or is not, byte for byte, what log_position_text gives.
+// reason if it can't be read, or is not a regular file that holds, byte for byte, what
+// log_position_text gives for one or two files with fingerprints exactly where lines were taken.
 std::optional<LogPosition> read_log_position(const std::string &path);

@@ -17,6 +17,7 @@ namespace
 constexpr unsigned compressed_buffer_size = 131072;
 constexpr std::size_t skip_size = 65536;
 constexpr std::size_t fingerprint_bytes = 16;
+const char *const damaged = "is damaged or cut short";
 
 std::string fingerprint(const std::string &text, std::uint64_t length)
 {
@@ -54,6 +55,9 @@ LogFile::LogFile(Place place) : place_(std::move(place)), file_(open_file(place_
         ::close(copy);
         errno = ENOMEM;
         fail(place_.path);
+    }
+    if (place_.status.st_size == 0) {
+        fail(place_.path, damaged);
     }
     gzbuffer(compressed_.get(), compressed_buffer_size);
     beginning_.resize(fingerprint_reach);
@@ -138,8 +142,11 @@ std::size_t LogFile::readCompressed(char *buffer, std::size_t size)
     if (code == Z_ERRNO) {
         fail(place_.path);
     }
+    if (code == Z_MEM_ERROR) {
+        fail(place_.path, "out of memory");
+    }
     if (count < 0 || code != Z_OK) {
-        fail(place_.path, "is damaged or cut short");
+        fail(place_.path, damaged);
     }
     if (count > 0 && gzdirect(compressed_.get()) != 0) {
         fail(place_.path, "is not compressed");

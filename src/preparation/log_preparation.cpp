@@ -131,6 +131,7 @@ public:
             settle(*position);
         } else {
             position = first_position(log);
+            preparedLog(*position).requireNoStray();
         }
         if (!is_unchanged(log, *position)) {
             takeUnread(*position);
@@ -292,6 +293,10 @@ private:
             return;
         }
         domain.logs = open_directory(domain.directory.get(), domain.directory.path, "logs");
+        if (!domain.logs.isOpen() &&
+            place_at(domain.directory.get(), domain.directory.path, "logs").exists) {
+            fail(domain.logs.path, "is not a directory");
+        }
         struct stat status = {};
         if (!domain.logs.isOpen() || ::fstat(domain.logs.get(), &status) != 0 ||
             !seen_.emplace(status.st_dev, status.st_ino).second) {

@@ -3,8 +3,10 @@
 #include "util/directory_walk.h"
 #include "util/log_line.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -15,6 +17,15 @@ const char *const help =
     "usage: statistics_log_processor [--help | --version]\n\n"
     "Appends the new lines of every domain's logs to their prepared copies,\n"
     "LOG.webstat. statistics_run starts it. See statistics_log_processor(8).\n";
+
+int print(const char *text)
+{
+    if (std::fputs(text, stdout) == EOF || std::fflush(stdout) == EOF) {
+        log_line(std::string("statistics_log_processor: standard output: ") + std::strerror(errno));
+        return 1;
+    }
+    return 0;
+}
 
 int prepare()
 {
@@ -31,10 +42,10 @@ int main(int argc, char **argv)
     open_standard_descriptors();
     const std::string option = argc == 2 ? argv[1] : "";
     if (option == "--help") {
-        return std::fputs(help, stdout) == EOF ? 1 : 0;
+        return print(help);
     }
     if (option == "--version") {
-        return std::puts("statistics_log_processor " PROGRAM_VERSION) == EOF ? 1 : 0;
+        return print("statistics_log_processor " PROGRAM_VERSION "\n");
     }
     if (argc > 1) {
         std::fputs(help, stderr);

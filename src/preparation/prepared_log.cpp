@@ -6,8 +6,25 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <utility>
+
+namespace
+{
+
+// Renames a file in the directory, and replaces none where the filesystem knows how not to.
+int rename_to_free(int directory, const std::string &from, const std::string &to)
+{
+    const int result =
+        ::renameat2(directory, from.c_str(), directory, to.c_str(), RENAME_NOREPLACE);
+    return result != 0 && errno == EINVAL
+               ? ::renameat(directory, from.c_str(), directory, to.c_str())
+               : result;
+}
+
+} // namespace
 
 PreparedLog::PreparedLog(int logs, std::string path, const std::string &log,
                          std::string position_path, LogPosition position)
@@ -31,6 +48,15 @@ PreparedLog::~PreparedLog()
 Place PreparedLog::unsettled() const
 {
     return place_at(logs_, directory_, new_name_);
+}
+
+void PreparedLog::requireNoStray() const
+{
+    const Place place = unsettled();
+    if (place.exists) {
+        fail(place.path,
+             "there is no position for its lines: append it to " + name_ + " and remove it");
+    }
 }
 
 void PreparedLog::settle()
@@ -92,6 +118,7 @@ void PreparedLog::empty()
 
 void PreparedLog::begin()
 {
+    requireNoStray();
     Place place = place_at(logs_, directory_, name_);
     if (place.exists) {
         open(place);
@@ -100,7 +127,7 @@ void PreparedLog::begin()
     size_ = base_;
     savePosition(base_);
     if (place.exists) {
-        if (::renameat(logs_, name_.c_str(), logs_, new_name_.c_str()) != 0) {
+        if (rename_to_free(logs_, name_, new_name_) != 0) {
             fail(place.path);
         }
         hidden_ = true;
@@ -149,7 +176,7 @@ void PreparedLog::show()
         fail(place.path, "has come while its lines were in " + new_name_ +
                              ": append one to the other and leave them under this name");
     }
-    if (::renameat(logs_, new_name_.c_str(), logs_, name_.c_str()) != 0) {
+    if (rename_to_free(logs_, new_name_, name_) != 0) {
         fail(place.path);
     }
 }

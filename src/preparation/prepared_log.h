@@ -26,7 +26,7 @@
 // Where none is found, the position and <log>.webstat are as they were before 2, or as after 6.
 // Inode, owner and mode of a prepared log stay. One that is a link, or has several names, is not
 // written to. Each change of the position, and the renaming in 2, is on the disk before what
-// follows.
+// follows. Where a <log>.webstat.new has no position, nothing is written.
 //
 // Failures are thrown with the path, as korvo::SystemError or std::runtime_error.
 class PreparedLog
@@ -46,6 +46,9 @@ public:
 
     // Where it is if an earlier preparation was cut short; nowhere otherwise.
     Place unsettled() const;
+
+    // Throws if there is a <log>.webstat.new, where no position can belong to it.
+    void requireNoStray() const;
 
     // Brings to its end what was cut short, going by the position. Comes before all that follows.
     // Throws, and changes no name, also if a new <log>.webstat has come meanwhile.

@@ -50,10 +50,11 @@ bool is_number(const std::string &rotation)
            rotation.find_first_not_of(digits, 1) == std::string::npos;
 }
 
-// The complement of the number: its texts are in the order of time.
+// The complement of the number: its texts are in the order of time. Then the number as it is
+// written.
 std::string age_of(const std::string &rotation)
 {
-    return std::to_string(1999 - std::stoi(rotation.substr(1)));
+    return std::to_string(1999 - std::stoi(rotation.substr(1))) + rotation;
 }
 
 // When the newest of the files was written to; 0 if there is none.

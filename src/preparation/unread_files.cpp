@@ -175,8 +175,7 @@ void find_rotated(const Place &log, const LogPosition &position, const Names &na
 
 bool is_unchanged(const Place &log, const LogPosition &position)
 {
-    return !position.files.empty() && is_unchanged_file(log, position.files.back()) &&
-           is_older_unchanged(log, position);
+    return is_unchanged_file(log, position.files.back()) && is_older_unchanged(log, position);
 }
 
 LogPosition first_position(const Place &log)

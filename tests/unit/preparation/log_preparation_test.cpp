@@ -191,6 +191,7 @@ TEST_F(Preparation, ServesTheOtherLogsAndLosesNothingWhereOneIsBad)
         {"mv $l $l.1; cp $l.1 $l.2.gz; mv $l.1 f", "mv f $l.1; rm $l.2.gz", "access_log.2.gz: is not compressed"},
         {"ln -s f $l.webstat.f; mv $l.webstat f; mv $l.webstat.f $l.webstat", "mv f $l.webstat",
          "access_log.webstat: is not a regular file"},
+        {"mv $l $l.2; : >$l.1.gz", "rm $l.1.gz", "access_log.1.gz: is damaged or cut short"},
         {"ln $l.webstat f", "rm f", "access_log.webstat: has other names, too"},
         {"mv $l.webstat $l.webstat.new; : >$l.webstat", "rm $l.webstat",
          "access_log.webstat: has come while its lines"},
@@ -271,12 +272,27 @@ TEST_F(Preparation, WaitsWhileItsPositionIsNotUnderstood)
     writeLine();
     prepare();
     const std::string good = read_file(position);
+    const std::string file = good.substr(good.find("file"), good.find("end") - good.find("file"));
     for (const std::string &bad :
          {std::string(), good.substr(0, good.size() - 4), good + "end\n", replace_all(good, "size ", "size -"),
-          replace_all(good, "position 1", "position 2")}) {
+          replace_all(good, "position 1", "position 2"),
+          std::string("statistics_log_processor position 1\nprepared 0\nend\n"),
+          good.substr(0, good.find("file")) + file + file + file + "end\n",
+          replace_all(good, good.substr(good.find("taken"), good.find(" name") - good.find("taken")),
+                      "taken 9 beginning -")}) {
         write_file(position, bad);
         EXPECT_TRUE(contains(prepare(1), position + ": not a position of this program"));
     }
+    fs::remove(position);
+    fs::create_directory(position);
+    EXPECT_TRUE(contains(prepare(1), position + ": not a position of this program"));
+    fs::remove(position);
+    inLogs("mv $l.webstat $l.webstat.new"); // it was killed, too
+    EXPECT_EQ(
+        prepare(1),
+        "access_log.webstat.new: there is no position for its lines: append it to access_log.webstat and remove it\n");
+    EXPECT_FALSE(exists(position));
+    inLogs("mv $l.webstat.new $l.webstat");
     write_file(position, good);
     writeLine();
     expectAll();
