@@ -2,7 +2,7 @@
 # Lets statistics_run work with AWStats' page builder of the same name: AWSTATS_TOOLS_D names the
 # directory of this file. It takes "-option value" as well as "-option=value", which is all that the
 # page builder understands, writes months with two digits, and fails where the page builder ends
-# without an error but has not made all pages.
+# without an error but has not made all pages, or not all of one.
 #
 # The page builder starts awstats.pl once for each page, and most of the time goes into compiling that.
 # Here its own code runs with another routine in the place of the backquotes, by which it starts
@@ -14,6 +14,7 @@
 use strict;
 use warnings;
 use Cwd qw(realpath);
+use Fcntl qw(:seek);
 use File::Basename qw(dirname);
 use lib dirname(realpath(__FILE__));
 use Adapter;
@@ -108,19 +109,33 @@ sub run_builder {
     exit 0;
 }
 
-# Runs the page builder, whose output is passed on. Returns its exit status and the main page that
-# it says at its end to have made. An awstats.pl that fails makes it end early, with status 0.
+# Runs the page builder, whose output is passed on. Returns its exit status, the main page that it says
+# at its end to have made, and the pages that it has begun before. An awstats.pl that fails makes it end
+# early, with status 0.
 sub build_pages {
     my @command = @_;
     my $main_page = '';
+    my @names;
     my $child = open(my $output, '-|') // fail("cannot start $command[0]: $!");
     run_builder(@command) if $child == 0;
     while (my $line = <$output>) {
         print $line;
+        push @names, $1 if $line =~ /^Build (\S+) page: /;
         $main_page = $1 if $line =~ /^Main HTML page is '(.*)'/;
     }
     close $output;
-    return (exit_status($?), $main_page);
+    my @pages = map { $main_page =~ s/(\.\w+)$/.$_$1/r } grep { $_ ne 'main' } @names;
+    return (exit_status($?), $main_page, @pages);
+}
+
+# Whether the page has its end, which it lacks on a full disk.
+sub is_complete {
+    my ($path) = @_;
+    open my $file, '<', $path or return 0;
+    my $most = -s $file < 64 ? -s _ : 64;
+    seek $file, -$most, SEEK_END or return 0;
+    read($file, my $end, $most);
+    return $end =~ m{</html>\s*\z}i;
 }
 
 $| = 1;
@@ -129,7 +144,9 @@ my $config = value_of('config', @words) // fail('there is no -config');
 my $directory = value_of('dir', @words) // '.';
 my $page = "awstats.$config.html";
 my $builder = stock_program('page builder of AWStats', 'AWSTATS_STOCK_BUILDER', @usual_places);
-my ($status, $made) = build_pages($builder, @words);
+my ($status, $made, @pages) = build_pages($builder, @words);
 exit $status if $status != 0;
 fail("the pages of $config are not made, or not all of them; see above") if $made ne $page;
-fail("$directory/$page is empty or missing") if !-s "$directory/$page";
+for my $path (map { "$directory/$_" } $page, @pages) {
+    fail("$path is not complete") if !is_complete($path);
+}

@@ -32,12 +32,21 @@ give_awstats() {
 }
 sum_awstats() { awk '/^BEGIN_TIME/ { t = 1; next } /^END_TIME/ { t = 0 } t { n += $3 } END { print n }' "$disk"/data/*.txt; }
 
+give_builder() {
+    [[ $1 != first ]] || { give_awstats first && return; }
+    mkdir -p "$disk/pages"
+    "$adapters/awstats_buildstaticpages.pl" "-awstatsprog=$adapters/awstats.pl" "-configdir=$disk" -config=a \
+        -month=11 -year=2026 "-dir=$disk/pages"
+}
+sum_builder() { find "$disk/pages" -type f ! -exec grep -q '</html>' {} \; -print | grep -q . || echo 600; }
+
 trial() { # GENERATOR KIB-OF-ROOM
     local before status=0
     mount -t tmpfs -o size=2m tmpfs "$disk"
     mkdir "$disk/data"
     write_log first 0 300
     write_log second 300 300
+    sed -i "1i $(head -n 1 "$disk/first")" "$disk/second" # a record that is given again
     "give_$1" first >/dev/null
     before=$(cksum "$disk"/data/*.{current,hist,txt} 2>/dev/null || true)
     dd if=/dev/zero of="$disk/filler" bs=1k status=none 2>/dev/null || true
@@ -54,10 +63,10 @@ trial() { # GENERATOR KIB-OF-ROOM
 
 installed=()
 [[ ! -x /usr/bin/webalizer ]] || installed+=(webalizer)
-[[ ! -x /usr/lib/cgi-bin/awstats.pl ]] || installed+=(awstats)
+[[ ! -x /usr/lib/cgi-bin/awstats.pl ]] || installed+=(awstats builder)
 for generator in "${installed[@]}"; do
     ended=0 failed=0
-    for room in 0 40 60 68 200; do
+    for room in 0 40 60 68 200 900; do
         trial "$generator" "$room"
     done
     echo "$generator: $failed updates failed on the full disk, $ended did not; each record was counted once"

@@ -4,7 +4,7 @@ class BuilderAdapter : public InTempDir
 {
 protected:
     const std::string said = R"(print "Main HTML page is 'awstats.a-http.html'.\n";)";
-    const std::string made = "open F, '>', 'out dir//awstats.a-http.html'; print F 1; " + said;
+    const std::string made = "open F, '>', 'out dir//awstats.a-http.html'; print F '</html>'; close F; " + said;
     const std::string known_words = "-Config a-http '-dir=out dir//' ";
 
     BuilderAdapter() { fs::create_directory("out dir"); }
@@ -38,7 +38,10 @@ TEST_F(BuilderAdapter, EndsThatAreFailures)
     fs::create_symlink(BUILDER_ADAPTER, "link.pl");
     write_file("copy.pl", read_file(BUILDER_ADAPTER));
     const std::tuple<std::string, int, const char *, const char *> rows[] = {
-        {said, 1, "/awstats.a-http.html is empty or missing\n", "stock.pl"},
+        {said, 1, "/awstats.a-http.html is not complete\n", "stock.pl"},
+        {replace_all(made, "</", "<"), 1, "/awstats.a-http.html is not complete\n", "stock.pl"},
+        {R"(print "Build main page: x\nBuild urls page: x\n";)" + made, 1,
+         "/awstats.a-http.urls.html is not complete\n", "stock.pl"},
         {made + "exit 3", 3, "complained", "stock.pl"},
         {made + "kill 9, $$", 128 + 9, "complained", "stock.pl"},
         {"exit 0", 1, "the pages of a-http are not made, or not all of them", "stock.pl"},
@@ -65,7 +68,7 @@ my $VERSION="1.2 stand-in";
 my ($prog, $pages) = $ARGV[0] =~ /=(.*)/;
 sub add { $pages .= $_[0] }
 add(`"$prog" -config=a-http -output=$_ 2>&1` . ($? >> 8) . "\n") for 1, 2;
-open F, '>', 'out dir/awstats.a-http.html'; print F $pages;
+open F, '>', 'out dir/awstats.a-http.html'; print F $pages, "</html>"; close F;
 print "Main HTML page is 'awstats.a-http.html'.\n";
 )");
     const std::string known = "#!/usr/bin/perl\n$VERSION = \"7.8 (stand-in)\";\nmy $n = 0; sub count { $n++ }\n"
@@ -92,7 +95,8 @@ print "Main HTML page is 'awstats.a-http.html'.\n";
                 run_program({"env", "AWSTATS_STOCK_BUILDER=builder.pl", "AWSTATS_STOCK_PROGRAM=" + root() + "/awstats",
                              BUILDER_ADAPTER, "-awstatsprog=" + program, "-config=a-http", "-dir=out dir"});
             expect_outcome(outcome, "Main HTML page is 'awstats.a-http.html'.\n", "");
-            EXPECT_EQ(read_file("out dir/awstats.a-http.html"), page_said("1", status) + page_said("2", status))
+            EXPECT_EQ(read_file("out dir/awstats.a-http.html"),
+                      page_said("1", status) + page_said("2", status) + "</html>")
                 << awstats;
             EXPECT_EQ(read_file("compiled"), compiled) << awstats;
         }
