@@ -8,7 +8,7 @@ use Fcntl qw(:flock);
 use File::Basename qw(dirname);
 use IO::Handle;
 our @EXPORT = qw(awstats_program compiled complain exit_status fail is_adapter is_kept_absent keep
-    locked put_back_all run_program settle stock_program synced);
+    locked opened_private put_back_all run_program settle stock_program synced);
 
 my $name = $0;
 my $absent = 'no file before';
@@ -97,14 +97,21 @@ sub synced {
     return 0;
 }
 
+# The opened file, or nothing, with the reason in errno. If it is a new one, it is the owner's only.
+sub opened_private {
+    my ($mode, $path) = @_;
+    my $umask = umask 077;
+    my $opened = open(my $file, $mode, $path);
+    umask $umask;
+    return $opened && $file;
+}
+
 # The file, locked after the end of those that hold it, or nothing, with the reason in errno. Nobody but
 # its owner can open it, and so hold it.
 sub locked {
     my ($path, $turn) = @_;
-    my $umask = umask 077;
-    my $opened = open my $lock, '>>', $path;
-    umask $umask;
-    return $opened && flock($lock, $turn // LOCK_EX) && $lock;
+    my $lock = opened_private('>>', $path);
+    return $lock && flock($lock, $turn // LOCK_EX) && $lock;
 }
 
 # Several files are replaced as one: each is kept as FILE.before, or a link without a target in its place
@@ -115,7 +122,8 @@ sub locked {
 # step.
 sub keep {
     my ($file) = @_;
-    return lstat $file ? link $file, "$file.before" : $!{ENOENT} && symlink $absent, "$file.before";
+    return link $file, "$file.before" if lstat $file;
+    return $!{ENOENT} && symlink $absent, "$file.before";
 }
 
 sub is_kept_absent {

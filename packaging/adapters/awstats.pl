@@ -6,9 +6,9 @@
 # and signals.
 #
 # AWStats takes the records of a new log that are not later than the last one it knows for known, which
-# loses those of the same second. It tells a log that it is given again by its last line, and only then
-# need it go by the time. And where not one of 50 lines or more, or of the first lines ever, is of the
-# configured format, the update fails, also if AWStats is told to skip more of them.
+# loses those of the same second. It tells a log that it is given again by its last line; in any other
+# one the last second is open again. And where not one of 50 lines or more, or of the first lines ever, is
+# of the configured format, the update fails, also if AWStats is told to skip more of them.
 #
 # AWStats writes the new data of each month beside the old and renames one after the other. The update
 # therefore runs in this process, where this file's own routines stand in the place of "rename" and
@@ -102,14 +102,15 @@ sub rename_data {
     return $done;
 }
 
-# Has AWStats go by the time only in a log that it is given again.
-sub forget_time_in_new_log {
+# Has AWStats count the last second of the log before, unless it is given that log again.
+sub open_last_second_in_new_log {
     our ($LogFile, $LastLine, $LastLineOffset, $LastLineChecksum);
     open my $log, '<', $LogFile or return;
     seek $log, $LastLineOffset, 0;
     my $line = readline($log) // '';
     $line =~ s/\r?\n\z//;
-    $LastLine = 0 if CheckSum($line) != $LastLineChecksum;
+    # It is YYYYMMDDhhmmss, and only compared.
+    $LastLine -= 1 if $LastLine > 0 && CheckSum($line) != $LastLineChecksum;
 }
 
 # Whether there are fewer lines of another format than that, or others between them. If not, says so.
@@ -149,7 +150,7 @@ if (my $define = main->can('DefinePerlParsingFormat')) { # called between readin
     no warnings 'redefine';
     *DefinePerlParsingFormat = sub {
         *DefinePerlParsingFormat = $define;
-        forget_time_in_new_log();
+        open_last_second_in_new_log();
         goto $define;
     };
 }

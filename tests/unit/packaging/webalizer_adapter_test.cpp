@@ -114,18 +114,24 @@ TEST_F(WebalizerState, IsTheNewOneOnlyIfAllOfItIsOnTheDisk)
     EXPECT_EQ(pass("exit 0"), 0);                                   // all records were ignored
     EXPECT_EQ(pass("printf new >out/state"), 0);                    // another program's state is not judged
     EXPECT_EQ(pass(history + state, "fsync:error=EIO:when=4"), 1);  // of the directory
+    begin(false);
+    EXPECT_EQ(pass("exit 0"), 0);                                         // all records were ignored
+    EXPECT_EQ(pass("mkdir out/state.new; touch -d @1 out/state.new"), 1); // no state can be made
+    EXPECT_EQ(pass("rmdir out/state.new; echo >out/page"), 1);
 }
 
 TEST_F(WebalizerState, CountsEachRecordOfALogOnceAlsoThoseOfTheLastSecond)
 {
     begin(false);
-    const std::string look = "cat >seen; sed -n 2p out/state >>seen; " + history + state;
+    const std::string look =
+        "(cat; sed -n 2p out/state; stat -c %u%a out/state; rm out/state) >seen; " + history + state;
     EXPECT_EQ(pass(look), 0);
     EXPECT_EQ(pass("exit 1"), 0); // nothing is left to be counted
+    EXPECT_EQ(::chown("out/state", 1, 1) + ::chmod("out/state", 0600), 0);
     write_file("log", "a\nb\n");
     EXPECT_EQ(pass(look), 0);
-    EXPECT_EQ(read_file("seen"), "b\n2026 11 20 10 0 -1\n");
+    EXPECT_EQ(read_file("seen"), "b\n2026 11 20 10 59 7\n1600\n");
     write_file("log", "c\nd\ne\n");
     EXPECT_EQ(pass(look), 0);
-    EXPECT_EQ(read_file("seen"), "c\nd\ne\n2026 11 20 10 0 -1\n");
+    EXPECT_EQ(read_file("seen"), "c\nd\ne\n2026 11 20 10 59 7\n1600\n");
 }
