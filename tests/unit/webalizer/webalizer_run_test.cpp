@@ -11,13 +11,18 @@ protected:
     }
 
     // Runs over a log with a record; returns the output.
-    std::string run(
-        const std::string &product_root, const std::function<void()> &prepare = [] {}) const
+    std::string run(const std::string &product_root, const std::function<void()> &prepare = nullptr) const
     {
         write_file("etc/zut/zut.conf",
                    "HTTPD_VHOSTS_D " + root() + "\nPRODUCT_ROOT_D " + product_root + "\nWEB_STAT ./webalizer -q  \n");
         write_file(log_, "record");
-        return in_child([&] { prepare(), webalizer_run("a"); }).out;
+        const auto prepared_run = [&] {
+            if (prepare) {
+                prepare();
+            }
+            webalizer_run("a");
+        };
+        return in_child(prepared_run).out;
     }
 
     const std::string domain_ = root() + "/system/a/";
