@@ -145,16 +145,12 @@ void forbid_children()
     EXPECT_EQ(::setuid(65534) + ::setrlimit(RLIMIT_NPROC, &none), 0);
 }
 
-void let_signals_interrupt()
+std::string after_signals(const std::string &script)
 {
     struct sigaction action = {};
     action.sa_handler = [](int) {
     };
     EXPECT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
-}
-
-std::string after_signals(const std::string &script)
-{
     return "for i in 1 2 3 4 5 6 7 8 9; do kill -USR1 $PPID; (:); done; " + script;
 }
 

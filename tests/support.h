@@ -66,23 +66,20 @@ std::string system_error(int error_number);
 std::string reason(int error_number);
 
 // An argument vector as the routines that start programs take it.
-class Arguments
-{
-public:
-    explicit Arguments(std::vector<std::string> words) : words_(std::move(words))
+struct Arguments {
+    explicit Arguments(std::vector<std::string> all) : words(std::move(all))
     {
-        for (std::string &word : words_) {
-            pointers_.push_back(word.data());
+        for (std::string &word : words) {
+            pointers.push_back(word.data());
         }
-        pointers_.push_back(nullptr);
+        pointers.push_back(nullptr);
     }
     Arguments(const Arguments &) = delete;
 
-    char *const *data() const { return pointers_.data(); }
+    char *const *data() const { return pointers.data(); }
 
-private:
-    std::vector<std::string> words_;
-    std::vector<char *> pointers_;
+    std::vector<std::string> words;
+    std::vector<char *> pointers;
 };
 
 inline Arguments shell_arguments(const std::string &script)
@@ -97,9 +94,7 @@ Outcome run_program(const std::vector<std::string> &words);
 void use_up_descriptors();
 void forbid_children();
 
-// Has this process's system calls interrupted by signals, and a shell script begin with many to who has
-// started it.
-void let_signals_interrupt();
+// Has a shell script begin with many signals to who has started it, which interrupt this process's system calls.
 std::string after_signals(const std::string &script);
 
 // The lowest free descriptor: it tells whether one has been left open below it.

@@ -35,11 +35,8 @@ TEST(Traceable, AVisitorOfACopySeesEverythingInOrder)
     outer.feed("one");
     outer.feed(2);
     outer.include(Inner("int g()", "g.cpp", 3));
-    Recorder original;
-    outer.visit(original);
     Recorder copy;
     std::unique_ptr<korvo::IExTraceable>(outer.clone())->visit(copy);
-    EXPECT_EQ(copy.calls, original.calls);
     const std::regex id("id [0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-8[0-9a-f]{3}-[0-9a-f]{12};");
     EXPECT_EQ(std::regex_replace(copy.calls, id, "id;"),
               "function void f(); file f.cpp; line 12; name Outer; id; code 7; message one and 2; "

@@ -15,11 +15,8 @@ TEST(Reports, AppendTheSystemErrorThatIsSetAndFitsAndKeepErrno)
     expect_reports({
         {report_text(0, ""), "\n"},
         {[&] { report_text(0, "ended\n")(), ::_exit(0); }, "ended\n"}, // what is not flushed is lost
-        {report_text(ENOENT, "ended\n"), "ended\n", ENOENT},
         {report_text(ENOENT, limit), limit, ENOENT},
         {[&] { report_text(ENOENT, limit + "x")(), errno = 0; }, limit + "x\n"},
-        {[&] { report_text(ENOENT, limit + limit)(), errno = 0; }, limit + limit + "\n"},
-        {[&] { report(0, 0, "%ls", no_character); }, "\n"},
         {[&] { ::close(STDOUT_FILENO), ::close(STDERR_FILENO), report_text(ENOENT, "lost")(); }, "", ENOENT},
         {[&] { log_message(0, "%ls", no_character); }, "", EILSEQ},
         {[&] { xasprintf("%ls", no_character); }, "Cannot allocate memory: %", EILSEQ, 1},

@@ -78,7 +78,6 @@ TEST(StartingPrograms, GoesOnAfterSignals)
     in_child([&] {
         char *out = nullptr;
         char *err = nullptr;
-        let_signals_interrupt();
         EXPECT_EQ(fork_exec_fd(-1, -1, "/bin/sh", "-c", script.c_str(), nullptr), 7);
         EXPECT_EQ(fork_execv_getouterr(&out, &err, "/bin/sh", shell_arguments(script).data()), 7);
         EXPECT_STREQ(Malloced<char>(out).get(), "out\n");
