@@ -85,7 +85,8 @@ private:
     PreparedLog &prepared_;
 };
 
-// What the next time needs to know: the newest file and the last one before it that has lines.
+// What the next time needs to know: the newest file and the one before it; or, as long as nothing
+// was taken of the newest one, the last one before it that has lines.
 std::vector<TakenFile> files_to_know(const Unread &unread, const LogPosition &before)
 {
     std::vector<TakenFile> files;
@@ -93,15 +94,13 @@ std::vector<TakenFile> files_to_know(const Unread &unread, const LogPosition &be
         files.push_back(*unread.kept);
     }
     for (const UnreadFile &file : unread.files) {
-        if (!files.empty() && files.back().taken == 0) {
+        while (file.taken == 0 && !files.empty() && files.back().taken == 0) {
             files.pop_back();
         }
         files.push_back(file.file.asTaken(file.taken));
     }
     if (files.empty()) {
-        files.push_back(before.files.back());
-        files.back().taken = 0;
-        files.back().fingerprint = "-";
+        return before.files;
     }
     files.erase(files.begin(),
                 files.end() - std::min<std::ptrdiff_t>(files.end() - files.begin(), 2));

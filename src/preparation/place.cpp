@@ -106,7 +106,9 @@ Place find_place(int directory, const std::string &path, const std::string &name
                 entered = Descriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
                 around = "/";
             }
-        } else if (names.empty() || !place.exists) {
+        } else if (!place.exists && !names.empty()) {
+            fail(place.path, "is missing");
+        } else if (names.empty()) {
             place.owned = std::move(entered);
             return place;
         } else {

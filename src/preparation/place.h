@@ -30,8 +30,9 @@ Place beside(const Place &place, const std::string &name);
 
 // Finds the name in the directory, which must stay open as long as the place is used, and follows
 // links. path: the path of the directory, for messages. What is not there is no error; a link that
-// leads to nothing leads to the place where the file would be. Throws korvo::SystemError, and
-// std::runtime_error for a link that does not count; both name the path.
+// leads to nothing leads to the place where the file would be, if there is a directory for it.
+// Throws korvo::SystemError, and std::runtime_error for a link that does not count or a directory
+// that is missing; both name the path.
 Place find_place(int directory, const std::string &path, const std::string &name);
 
 // A directory, open to find places in it or to sync it.

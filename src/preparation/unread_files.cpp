@@ -148,6 +148,33 @@ std::string message_of_loss(const Place &log, const std::deque<UnreadFile> &file
            (next == files.end() ? "the next one" : next->file.place().name);
 }
 
+// The file before the newest one known, of which nothing was taken: it is known by its inode, and,
+// if it was compressed since, by having been written to.
+bool is_late(const UnreadFile &file, const TakenFile &older, const TakenFile &newest)
+{
+    const Place &place = file.file.place();
+    return (place.status.st_ino == older.inode && !is_compressed(place.name)) ||
+           was_written_after(file, newest.changed);
+}
+
+// Finds what is unread of the older file, among the names up to `end`.
+void find_older(const Place &log, const Names &names, std::size_t end, const LogPosition &position,
+                std::deque<UnreadFile> &files)
+{
+    const TakenFile &older = position.files[0];
+    std::deque<UnreadFile> passed;
+    if (older.taken > 0) {
+        if (find_taken(log, names, end, older, nullptr, passed) < end) {
+            files.push_front(std::move(passed.front()));
+        }
+    } else if (end > 0) {
+        passed.push_front({open_log(log, names[end - 1]), 0});
+        if (is_late(passed.front(), older, position.files.back())) {
+            files.push_front(std::move(passed.front()));
+        }
+    }
+}
+
 void find_rotated(const Place &log, const LogPosition &position, const Names &names, Unread &unread)
 {
     std::deque<UnreadFile> &files = unread.files;
@@ -155,15 +182,20 @@ void find_rotated(const Place &log, const LogPosition &position, const Names &na
     const TakenFile *const older = position.files.size() > 1 ? &position.files[0] : nullptr;
     const std::size_t found = find_taken(log, names, names.size(), newest, older, files);
     if (found < names.size() && files.front().file.isKnownAs(newest)) {
-        std::deque<UnreadFile> passed;
-        if (older != nullptr && find_taken(log, names, found, *older, nullptr, passed) < found) {
-            files.push_front(std::move(passed.front()));
+        if (older != nullptr) {
+            find_older(log, names, found, position, files);
         }
         return;
     }
-    const bool none_found = found == names.size() && (older != nullptr || newest.taken > 0);
-    while (none_found && !files.empty() && files.front().file.place().name != log.name &&
-           !was_written_after(files.front(), newest.changed)) {
+    if (!log.exists && newest.taken > 0) {
+        throw std::runtime_error(
+            log.path +
+            ": is missing, and was not rotated; its lines wait until it, or another one, is "
+            "there");
+    }
+    const bool was_looked_at = older != nullptr || newest.inode != 0;
+    while (found == names.size() && was_looked_at && !files.empty() &&
+           files.front().file.place().name != log.name && !is_late(files.front(), newest, newest)) {
         files.pop_front();
     }
     if (newest.taken > 0) {

@@ -12,12 +12,13 @@
 //
 // The log and the files that it was rotated to are a chain in the order of time. The position tells
 // the file that was being read and an older one, which its writer may still have open; both are
-// found by how they begin. What is unread is the rest of both and all that is newer than them:
+// found by how they begin, or, while no line of them is taken, by inode and time. What is unread is the rest of both and all that is newer than them:
 // - The log begins as before: only the rest of it, and of the older file.
 // - A rotated file does: the rest of it, the files after it, and the log.
 // - Only the older one is found: what follows it, and a message that the other one is gone.
 // - None is: the log, and those files that were written to after the last look at the log; also
 //   with the message.
+// Where the log is missing and was not rotated, nothing is read, as it may be back some day.
 // A copy of the log that has not been truncated yet is part of it and not read by itself.
 
 // A file and how much of it was taken.
@@ -49,5 +50,6 @@ bool is_unchanged(const Place &log, const LogPosition &position);
 // not.
 LogPosition first_position(const Place &log);
 
-// Finds what is unread. Throws LogChanged, and what a LogFile throws.
+// Finds what is unread. Throws LogChanged, std::runtime_error for a log that is missing with its
+// last lines, and what a LogFile throws.
 Unread find_unread(const Place &log, const LogPosition &position);
