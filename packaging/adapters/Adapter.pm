@@ -151,7 +151,8 @@ sub put_back_all {
     }
 }
 
-# For files that are on the disk. Returns whether the new ones count, whatever happens to the system. If not, says why.
+# For files that are on the disk. Returns whether the new ones count, whatever happens to the system. If
+# not, says why.
 sub settle {
     my ($first, @others) = @_;
     for my $file ($first, @others) {

@@ -128,14 +128,14 @@ sub build_pages {
     return (exit_status($?), $main_page, @pages);
 }
 
-# Whether the page has its end, which it lacks on a full disk.
+# Whether the page has its end, which it lacks on a full disk. Two, as that of sessions, end with a table.
 sub is_complete {
     my ($path) = @_;
     open my $file, '<', $path or return 0;
     my $most = -s $file < 64 ? -s _ : 64;
     seek $file, -$most, SEEK_END or return 0;
     read($file, my $end, $most);
-    return $end =~ m{</html>\s*\z}i;
+    return $end =~ m{</(?:html|table)>\s*\z}i;
 }
 
 $| = 1;

@@ -26,7 +26,7 @@ give_webalizer() {
 sum_webalizer() { awk 'NR == 3 { print $1 }' "$disk/data/webalizer.current"; }
 
 give_awstats() {
-    printf '%s\n' LogFormat=1 SiteDomain=a.example HostAliases=a.example DNSLookup=0 "DirData=$disk/data" \
+    printf '%s\n' LogFormat=1 SiteDomain=a.example HostAliases=a.example DNSLookup=0 ShowSessionsStats=1 "DirData=$disk/data" \
         "LogFile=$disk/none" >"$disk/awstats.a.conf"
     "$adapters/awstats.pl" -update "-configdir=$disk" -config=a "-LogFile=$disk/$1" 2>&1
 }
@@ -38,7 +38,9 @@ give_builder() {
     "$adapters/awstats_buildstaticpages.pl" "-awstatsprog=$adapters/awstats.pl" "-configdir=$disk" -config=a \
         -month=11 -year=2026 "-dir=$disk/pages"
 }
-sum_builder() { find "$disk/pages" -type f ! -exec grep -q '</html>' {} \; -print | grep -q . || echo 600; }
+sum_builder() {
+    grep -q '</html>' "$disk/pages/awstats.a.html" && grep -q '</table>' "$disk/pages/awstats.a.session.html" && echo 600
+}
 
 trial() { # GENERATOR KIB-OF-ROOM
     local before status=0
