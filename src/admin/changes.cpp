@@ -27,6 +27,16 @@ struct TemporaryFile {
 
 } // namespace
 
+Changes::Changes()
+{
+    sigset_t ending;
+    ::sigemptyset(&ending);
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        ::sigaddset(&ending, signal);
+    }
+    ::sigprocmask(SIG_BLOCK, &ending, &signals_before_);
+}
+
 Changes::~Changes()
 {
     for (auto path = made_.rbegin(); path != made_.rend(); ++path) {
@@ -36,6 +46,7 @@ Changes::~Changes()
             std::fputs(message.c_str(), stderr);
         }
     }
+    ::sigprocmask(SIG_SETMASK, &signals_before_, nullptr);
 }
 
 bool Changes::make_dir(const std::string &name, mode_t mode)
@@ -70,6 +81,11 @@ void Changes::write_file(const std::string &path, const std::string &text, mode_
 
 void Changes::make_link(const std::string &target, const std::string &path)
 {
+    char existing[4096];
+    const ssize_t length = ::readlink(path.c_str(), existing, sizeof existing);
+    if (length > 0 && target == std::string(existing, static_cast<std::size_t>(length))) {
+        return;
+    }
     if (::symlink(target.c_str(), path.c_str()) != 0) {
         throw refusal_of(path, errno);
     }

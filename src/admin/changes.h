@@ -2,16 +2,19 @@
 
 #include <sys/types.h>
 
+#include <csignal>
+
 #include <string>
 #include <vector>
 
 // Makes directories, files and links, all of them or none: what was made is taken away again at the
-// end of the object's life unless keep() was called. What is there already is never changed. All
+// end of the object's life unless keep() was called. Signals that ask the program to end wait until
+// then. What is there already is never changed. All
 // belongs to root. Every failure is a Refusal that names the path and the reason.
 class Changes
 {
 public:
-    Changes() = default;
+    Changes();
     ~Changes();
     Changes(const Changes &) = delete;
     Changes &operator=(const Changes &) = delete;
@@ -24,7 +27,7 @@ public:
     // is anything already.
     void write_file(const std::string &path, const std::string &text, mode_t mode);
 
-    // Makes the symbolic link. Refuses where there is anything already.
+    // Makes the symbolic link. Refuses where there is anything already but the same link.
     void make_link(const std::string &target, const std::string &path);
 
     // What has been made so far stays.
@@ -32,4 +35,5 @@ public:
 
 private:
     std::vector<std::string> made_;
+    sigset_t signals_before_ = {};
 };

@@ -6,13 +6,17 @@
 #include "admin/run_lock.h"
 #include "admin/server_checks.h"
 #include "util/directories.h"
+#include "util/shell_quote.h"
 
 #include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstdio>
 #include <iostream>
+#include <set>
 
 namespace po = boost::program_options;
 using nlohmann::ordered_json;
@@ -42,6 +46,7 @@ void check_domains(Checklist &checklist, Totals &totals)
 {
     const Surveyor surveyor;
     MonthPagesSurveyor months(surveyor);
+    std::set<std::string> without_logs = surveyor.configured_domains();
     Progress progress("Checking domain", surveyor.domains().size());
     for (const std::string &domain : surveyor.domains()) {
         progress.step();
@@ -49,20 +54,45 @@ void check_domains(Checklist &checklist, Totals &totals)
         if (survey.has_logs) {
             count(survey, totals);
         }
+        if (survey.logs.st_mode != 0 || survey.kind != webstat_none) {
+            without_logs.erase(domain);
+        }
         try {
             check_domain(checklist, survey, surveyor, months);
         } catch (const std::exception &error) {
             checklist.add(ProblemKind::place, error.what(), "look at it as root");
         }
     }
+    for (const std::string &domain : without_logs) {
+        const std::string logs = logs_dir_path(domain_paths(domain));
+        checklist.begin_domain(domain);
+        checklist.add(ProblemKind::place, "has AWStats configurations, but no " + logs,
+                      "statistics_admin remove " + shell_quote(domain) + ", or install -d -m 750 " +
+                          shell_quote(logs));
+    }
     checklist.begin_domain("");
+}
+
+// The text as one line, control characters by their octal numbers.
+std::string on_one_line(const std::string &text)
+{
+    std::string line;
+    for (const char character : text) {
+        char number[8] = {character};
+        if (std::iscntrl(static_cast<unsigned char>(character)) != 0) {
+            std::snprintf(number, sizeof number, "\\%03o", static_cast<unsigned>(character) & 0xff);
+        }
+        line += number;
+    }
+    return line;
 }
 
 void print_text(const Problems &problems)
 {
     for (const Problem &problem : problems) {
-        std::cout << (problem.domain.empty() ? "server" : problem.domain) + ": " + problem.what +
-                         "; mend: " + problem.mend + "\n";
+        std::cout << on_one_line((problem.domain.empty() ? "server" : problem.domain) + ": " +
+                                 problem.what + "; mend: " + problem.mend) +
+                         "\n";
     }
 }
 

@@ -47,13 +47,13 @@ bool Checklist::expect_directory(const std::string &path, const struct stat &fou
     return false;
 }
 
-void Checklist::expect_shared_directory(const std::string &path, Written written)
+void Checklist::expect_shared_directory(const std::string &path, Written written, const char *mode)
 {
     struct stat found = {};
     if (::stat(path.c_str(), &found) != 0) {
         found.st_mode = 0;
     }
-    if (expect_directory(path, found, "755") && written == Written::yes) {
+    if (expect_directory(path, found, mode) && written == Written::yes) {
         expect_disk(path, found.st_dev);
     }
 }

@@ -24,7 +24,8 @@ public:
     // That there is such a directory; a link to one will do. Where runs write to it, its file
     // system has to take that.
     enum class Written { yes, no };
-    void expect_shared_directory(const std::string &path, Written written);
+    void expect_shared_directory(const std::string &path, Written written,
+                                 const char *mode = "755");
 
     // That nobody but root may write.
     void expect_owner(const std::string &path, const struct stat &found);

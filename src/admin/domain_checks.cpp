@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace
@@ -23,6 +24,7 @@ public:
 
     void check_places();
     void check_positions();
+    void check_unprepared(const LogSource &source, const LogPosition &position);
     void check_without_generator();
     void check_log(const ServiceSurvey &service);
     void check_unconfigured(const ServiceSurvey &service);
@@ -82,11 +84,45 @@ void DomainChecks::check_positions()
     for (const LogSource &source : log_sources) {
         const std::string path = log_position_path(domain_.domain, source.log_name);
         try {
-            read_log_position(path);
+            const auto position = read_log_position(path);
+            if (position) {
+                check_unprepared(source, *position);
+            }
         } catch (const std::runtime_error &error) {
             list_.add(ProblemKind::position, error.what(),
-                      "rm " + shell_quote(path) + " has it taken in anew");
+                      "restore it from a backup; or, as records that are prepared already would "
+                      "count twice, rotate the log and then rm " +
+                          shell_quote(path));
         }
+    }
+}
+
+// What came before the last preparation should have been prepared by it. Where more has come since,
+// the first record tells; servers write it when the transfer ends, which can take hours.
+void DomainChecks::check_unprepared(const LogSource &source, const LogPosition &position)
+{
+    constexpr std::time_t hour = 3600;
+    const std::string log = std::string("logs/") + source.log_name;
+    const struct stat raw = look(log, 0);
+
+    const TakenFile &known = position.files.back();
+    const auto size = S_ISREG(raw.st_mode) ? static_cast<std::uintmax_t>(raw.st_size) : 0;
+    const bool is_same = raw.st_ino == known.inode && size >= known.taken;
+    const std::uintmax_t taken = is_same ? known.taken : 0;
+    if (size == taken || (is_same && size == known.size)) {
+        return;
+    }
+    const std::time_t since =
+        surveyor_.first_record_time(domain_.domain + "/" + log, static_cast<off_t>(taken));
+    const std::time_t latest =
+        std::max(surveyor_.last_preparation() - 12 * hour, std::time(nullptr) - 36 * hour);
+    if (raw.st_mtime < surveyor_.last_preparation() || (since != -1 && since < latest)) {
+        list_.add(
+            ProblemKind::waiting,
+            domains_dir_path() + domain_.domain + "/" + log + ": " + size_text(size - taken) +
+                " are not prepared, the first of " + time_text(since == -1 ? raw.st_mtime : since),
+            "flock " + std::string(run_lock_path) + " " +
+                shell_quote(panel_path("admin/sbin/statistics_log_processor")) + " tells why");
     }
 }
 
@@ -198,6 +234,9 @@ void check_domain(Checklist &checklist, const DomainSurvey &domain, const Survey
     checks.check_places();
     if (surveyor.has_positions(domain.domain)) {
         checks.check_positions();
+    }
+    if (domain.kind == webstat_none && !surveyor.knows_configurations()) {
+        return;
     }
     if (domain.kind == webstat_none) {
         checks.check_without_generator();

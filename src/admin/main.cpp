@@ -2,7 +2,9 @@
 #include "admin/places.h"
 #include "util/descriptors.h"
 
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 
@@ -65,7 +67,11 @@ int main(int argc, char **argv)
     try {
         const int status = run({argv + 1, argv + argc});
         std::cout.flush();
-        return std::cout ? status : 2;
+        if (!std::cout) {
+            std::fflush(stdout); // tells the reason again
+            throw refusal_of("standard output", errno);
+        }
+        return status;
     } catch (const std::exception &error) {
         std::cout.flush();
         std::cerr << "statistics_admin: " + std::string(error.what()) + "\n";

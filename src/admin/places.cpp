@@ -4,6 +4,8 @@
 #include "config/config_path.h"
 #include "config/server_config.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 
 const char *const program_version = PROGRAM_VERSION;
@@ -21,6 +23,17 @@ void require_readable_configuration()
 {
     if (conf_load() != 0 && errno != ENOENT) {
         throw refusal_of(server_config_path, errno);
+    }
+    for (const int key : {HTTPD_VHOSTS_D, PRODUCT_ROOT_D}) {
+        const std::string root = conf_get(key);
+        if (std::any_of(root.begin(), root.end(),
+                        [](unsigned char character) { return std::iscntrl(character) != 0; })) {
+            throw Refusal(
+                std::string(server_config_path)
+                    .append(": a path there ends with a blank or has a control character: '")
+                    .append(root.substr(0, root.find_first_of("\n\t")))
+                    .append("'"));
+        }
     }
 }
 

@@ -14,7 +14,7 @@ extern const char *const run_lock_path;
 std::string configuration_dir();
 
 // Throws Refusal if there is a server configuration file that can't be read: the defaults, which
-// would count then, are not what was meant.
+// would count then, are not what was meant. The same where a root in it holds a control character.
 void require_readable_configuration();
 
 // PRODUCT_ROOT_D, a slash and the path.

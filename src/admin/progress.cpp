@@ -11,7 +11,7 @@ Progress::Progress(std::string work, std::size_t total)
 {
 }
 
-Progress::~Progress()
+void Progress::clear() const
 {
     if (is_shown_) {
         std::cerr << "\r\033[K" << std::flush;

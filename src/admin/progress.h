@@ -10,12 +10,15 @@ class Progress
 {
 public:
     Progress(std::string work, std::size_t total);
-    ~Progress();
+    ~Progress() { clear(); }
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
     // One more is about to be done.
     void step();
+
+    // Takes the line away, so that another can be written there.
+    void clear() const;
 
 private:
     const std::string work_;

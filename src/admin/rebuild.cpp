@@ -86,37 +86,64 @@ std::vector<Month> selected_months(const Selection &selection, const std::string
         return {};
     }
     if (month <= surveyor.newest_expired(domain)) {
+        if (selection.domains.empty()) {
+            return {};
+        }
         throw Refusal(domain + " does not keep " + month_name(month) +
                       ": see its conf/stat_ttl.conf");
     }
     return {month};
 }
 
-std::vector<Job> plan(const Selection &selection, const Surveyor &surveyor,
-                      MonthPagesSurveyor &months)
+std::vector<Job> plan_domain(const Selection &selection, const DomainSurvey &survey,
+                             MonthPagesSurveyor &months)
 {
     std::vector<Job> jobs;
-    for (const std::string &domain :
-         selection.domains.empty() ? surveyor.domains() : selection.domains) {
-        const DomainSurvey survey =
-            selection.domains.empty() ? surveyor.survey(domain) : surveyor.survey_named(domain);
-        if (survey.kind != webstat_awstats && !selection.domains.empty()) {
-            throw Refusal(domain + " has no AWStats pages: its generator is " +
-                          generator_name(survey.kind));
-        }
-        const std::size_t jobs_before = jobs.size();
-        for (const ServiceSurvey &service : survey.services) {
-            const bool is_selected =
-                selection.service.empty() || selection.service == service.source->service;
-            if (survey.kind == webstat_awstats && service.configured && is_selected) {
-                for (const Month month :
-                     selected_months(selection, domain, *service.source, months)) {
-                    jobs.push_back({domain, service.source, month});
-                }
+    for (const ServiceSurvey &service : survey.services) {
+        const bool is_selected =
+            selection.service.empty() || selection.service == service.source->service;
+        if (survey.kind == webstat_awstats && service.configured && is_selected) {
+            for (const Month month :
+                 selected_months(selection, survey.domain, *service.source, months)) {
+                jobs.push_back({survey.domain, service.source, month});
             }
         }
-        if (jobs.size() == jobs_before && !selection.stale && !selection.domains.empty()) {
+    }
+    return jobs;
+}
+
+// Those of the domains that are named.
+std::vector<Job> plan_named(const Selection &selection, const Surveyor &surveyor,
+                            MonthPagesSurveyor &months)
+{
+    std::vector<Job> jobs;
+    for (const std::string &domain : selection.domains) {
+        const DomainSurvey survey = surveyor.survey_named(domain);
+        if (survey.kind != webstat_awstats) {
+            throw Refusal(domain + " has no AWStats pages: it has " +
+                          (survey.kind == webstat_none ? "no generator" : "Webalizer"));
+        }
+        const std::vector<Job> more = plan_domain(selection, survey, months);
+        if (more.empty() && !selection.stale) {
             throw Refusal(domain + ": AWStats has no data of that month");
+        }
+        jobs.insert(jobs.end(), more.begin(), more.end());
+    }
+    return jobs;
+}
+
+// Those of all domains. Tells what is wrong with one, which makes the status 1.
+std::vector<Job> plan_all(const Selection &selection, const Surveyor &surveyor,
+                          MonthPagesSurveyor &months, int &status)
+{
+    std::vector<Job> jobs;
+    for (const std::string &domain : surveyor.domains()) {
+        try {
+            const std::vector<Job> more = plan_domain(selection, surveyor.survey(domain), months);
+            jobs.insert(jobs.end(), more.begin(), more.end());
+        } catch (const std::exception &error) {
+            std::cerr << "statistics_admin: " + domain + ": " + error.what() + "\n";
+            status = 1;
         }
     }
     return jobs;
@@ -150,22 +177,27 @@ int rebuild_command(const std::vector<std::string> &words)
     const Descriptor lock = take_run_lock(parsed->has("wait") ? RunLock::wait : RunLock::refuse);
     const Surveyor surveyor;
     MonthPagesSurveyor months(surveyor);
-    const std::vector<Job> jobs = plan(selection, surveyor, months);
     int status = 0;
+    const std::vector<Job> jobs = selection.domains.empty()
+                                      ? plan_all(selection, surveyor, months, status)
+                                      : plan_named(selection, surveyor, months);
     Progress progress("Making pages", jobs.size());
     for (const Job &job : jobs) {
-        progress.step();
         const std::string name =
             job.domain + " " + job.source->service + " " + month_name(job.month);
+        progress.clear();
         std::cout << name << std::endl;
+        progress.step();
+        std::string reason = "the pages could not be made; see above";
         try {
             if (build(job, months.this_month())) {
                 continue;
             }
-            std::cerr << "statistics_admin: " + name + ": the pages could not be made; see above\n";
         } catch (const std::exception &error) {
-            std::cerr << "statistics_admin: " + name + ": " + error.what() + "\n";
+            reason = error.what();
         }
+        progress.clear();
+        std::cerr << "statistics_admin: " + name + ": " + reason + "\n";
         status = 1;
     }
     return status;

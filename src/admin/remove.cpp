@@ -1,12 +1,14 @@
+#include "admin/changes.h"
 #include "admin/command.h"
 #include "admin/places.h"
 #include "admin/run_lock.h"
 #include "admin/survey.h"
 #include "domain/domains.h"
 
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
 
@@ -21,15 +23,26 @@ const Usage usage = {
     "takes it for a mistake. Its pages and logs stay, but the next run deletes its\n"
     "prepared logs: while records wait in them, nothing is done."};
 
-bool take_away(const std::string &path)
+bool is_there(const std::string &path)
 {
-    if (::unlink(path.c_str()) == 0) {
-        return true;
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+// Those that there are, the one of the time to live included.
+std::vector<std::string> configurations_of(const DomainPaths &paths)
+{
+    std::vector<std::string> all = {webalizer_conf_path(paths.domain, paths.vhosts_root),
+                                    domain_conf_path(paths, "stat_ttl.conf")};
+    for (const LogSource &source : log_sources) {
+        if (has_own_statistics(source)) {
+            all.push_back(awstats_conf_path(paths.domain, source.service));
+        }
     }
-    if (errno != ENOENT) {
-        throw refusal_of(path, errno);
-    }
-    return false;
+    all.erase(std::remove_if(all.begin(), all.end(),
+                             [](const std::string &path) { return !is_there(path); }),
+              all.end());
+    return all;
 }
 
 void refuse_while_records_wait(const DomainSurvey &survey)
@@ -62,24 +75,33 @@ int remove_command(const std::vector<std::string> &words)
     require_readable_configuration();
     const std::string domain = parsed->operands[0];
     const Descriptor lock = take_run_lock(RunLock::refuse);
-    const DomainSurvey survey = Surveyor().survey_named(domain);
+    require_domain_name(domain);
+    const DomainSurvey survey = Surveyor().survey(domain);
+    const DomainPaths paths = domain_paths(domain);
+    const std::vector<std::string> configurations = configurations_of(paths);
+    if (!survey.has_logs && configurations.empty()) {
+        throw Refusal(domain + " is not a domain here: there is no " + logs_dir_path(paths));
+    }
     if (!parsed->has("force")) {
         refuse_while_records_wait(survey);
     }
     // First the sign, then what makes it a domain with statistics.
-    const DomainPaths paths = domain_paths(domain);
+    Changes changes;
     const std::string sign = domain_conf_path(paths, no_statistics_name);
-    if (!Descriptor(::open(sign.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644))
-             .is_open()) {
-        throw refusal_of(sign, errno);
+    if (survey.has_logs && !is_there(sign)) {
+        changes.make_dir(domain_conf_path(paths, ""), 0755);
+        changes.write_file(sign, "", 0644);
     }
-    take_away(webalizer_conf_path(domain, paths.vhosts_root));
-    for (const LogSource &source : log_sources) {
-        if (has_own_statistics(source)) {
-            take_away(awstats_conf_path(domain, source.service));
+    for (const std::string &path : configurations) {
+        if (::unlink(path.c_str()) != 0) {
+            throw refusal_of(path, errno);
         }
     }
-    take_away(domain_conf_path(paths, "stat_ttl.conf"));
+    changes.keep();
+    if (survey.has_logs && configurations.empty()) {
+        std::cout << domain << " has no generator; " << sign << " tells that this is meant\n";
+        return 0;
+    }
     std::cout << "Removed " << domain << " from the statistics; its pages stay in "
               << statistics_dir_path(paths) << "\n";
     return 0;

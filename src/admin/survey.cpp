@@ -26,14 +26,6 @@ bool stat_at(int at, const std::string &path, int flags, struct stat *status)
     return ::fstatat(at, path.c_str(), status, flags) == 0;
 }
 
-std::time_t first_record_time(int at, const std::string &path)
-{
-    const Descriptor log(::openat(at, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    char text[4096];
-    const ssize_t length = log.is_open() ? ::read(log.get(), text, sizeof text) : 0;
-    return length > 0 ? record_time({text, static_cast<std::size_t>(length)}) : -1;
-}
-
 // "202611" of "usage_202611.html", Webalizer's page of a month, as a month; empty for other names.
 std::string webalizer_month(const std::string &name)
 {
@@ -92,12 +84,17 @@ Surveyor::Surveyor()
     std::sort(domains_.begin(), domains_.end());
     const Descriptor confs(
         ::open(panel_path("etc/awstats").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    read_directory(confs.get(), ".", [&](const char *name, unsigned char type) {
-        struct stat status = {};
-        if (type == DT_REG || stat_at(confs.get(), name, 0, &status)) {
-            awstats_confs_.insert(configuration_of(name));
-        }
-    });
+    knows_configurations_ =
+        read_directory(confs.get(), ".", [&](const char *name, unsigned char type) {
+            struct stat status = {};
+            if (type == DT_REG || stat_at(confs.get(), name, 0, &status)) {
+                awstats_confs_.insert(configuration_of(name));
+            }
+        });
+    struct stat prepared = {};
+    if (stat_at(AT_FDCWD, log_positions_dir(), 0, &prepared)) {
+        last_preparation_ = prepared.st_mtime;
+    }
     read_directory(AT_FDCWD, log_positions_dir().c_str(),
                    [&](const char *name, unsigned char) { positions_.insert(name); });
 }
@@ -105,6 +102,21 @@ Surveyor::Surveyor()
 bool Surveyor::has_awstats_conf(const std::string &domain, const LogSource &source) const
 {
     return awstats_confs_.count(domain + "-" + source.service) != 0;
+}
+
+std::set<std::string> Surveyor::configured_domains() const
+{
+    std::set<std::string> domains;
+    for (const std::string &configuration : awstats_confs_) {
+        const std::size_t dash = configuration.rfind('-');
+        for (const LogSource &source : log_sources) {
+            if (dash != std::string::npos && has_own_statistics(source) &&
+                configuration.compare(dash + 1, std::string::npos, source.service) == 0) {
+                domains.insert(configuration.substr(0, dash));
+            }
+        }
+    }
+    return domains;
 }
 
 DomainSurvey Surveyor::survey_named(const std::string &domain) const
@@ -142,6 +154,14 @@ DomainSurvey Surveyor::survey(const std::string &domain) const
     return survey;
 }
 
+std::time_t Surveyor::first_record_time(const std::string &path, off_t offset) const
+{
+    const Descriptor log(::openat(directory(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    char text[4096];
+    const ssize_t length = log.is_open() ? ::pread(log.get(), text, sizeof text, offset) : 0;
+    return length > 0 ? record_time({text, static_cast<std::size_t>(length)}) : -1;
+}
+
 ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSource &source) const
 {
     ServiceSurvey service;
@@ -156,7 +176,7 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
     service.wrong_type = !S_ISREG(status.st_mode);
     if (!service.wrong_type && status.st_size != 0) {
         service.waiting_bytes = static_cast<std::uintmax_t>(status.st_size);
-        const std::time_t since = first_record_time(directory(), log);
+        const std::time_t since = first_record_time(log, 0);
         service.waiting_since = since == -1 ? status.st_mtime : since;
     }
     return service;
@@ -185,6 +205,9 @@ std::uintmax_t count_waiting_records(const DomainSurvey &survey)
 {
     std::uintmax_t records = 0;
     for (const ServiceSurvey &service : survey.services) {
+        if (service.waiting_bytes == 0) {
+            continue; // it may be none that can be read to its end
+        }
         std::ifstream log(prepared_log_path(domain_paths(survey.domain), *service.source),
                           std::ios::binary);
         records +=

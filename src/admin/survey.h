@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <set>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -60,8 +61,21 @@ public:
     // The same for a domain that somebody has named: throws Refusal if it has no logs.
     DomainSurvey survey_named(const std::string &domain) const;
 
+    // When log preparation began last; 0 if it never has.
+    std::time_t last_preparation() const { return last_preparation_; }
+
+    // The time of the record at the offset of a log, whose path is taken from the directory of all
+    // domains; -1 if that can't be told.
+    std::time_t first_record_time(const std::string &path, off_t offset) const;
+
     // Whether log preparation has positions of the domain's logs.
     bool has_positions(const std::string &domain) const { return positions_.count(domain) != 0; }
+
+    // Whether it can be told which domains have AWStats.
+    bool knows_configurations() const { return knows_configurations_; }
+
+    // The domains that AWStats has configurations for.
+    std::set<std::string> configured_domains() const;
 
     PagesSurvey survey_pages(const DomainSurvey &domain, const LogSource &source) const;
 
@@ -71,7 +85,9 @@ private:
 
     Descriptor directory_;
     std::vector<std::string> domains_;
-    std::unordered_set<std::string> positions_;     // domains
+    std::time_t last_preparation_ = 0;
+    std::unordered_set<std::string> positions_; // domains
+    bool knows_configurations_ = false;
     std::unordered_set<std::string> awstats_confs_; // "<domain>-<service>"
 };
 

@@ -89,6 +89,10 @@ a.example has a generator already: P/etc/awstats/awstats.a.example-http.conf; 's
     expect_refusal(
         "add y.example --generator awstats",
         "@/p q/etc/awstats: AWStats does not take the character ' ' in a path; choose another in zut.conf\n");
+    write_file("etc/zut/zut.conf", "PRODUCT_ROOT_D /p \n");
+    EXPECT_EQ(admin("setup").status, 2);
+    expect_refusal("add y.example --generator webalizer",
+                   "etc/zut/zut.conf: a path there ends with a blank or has a control character: '/p '\n");
     fs::remove("etc/zut/zut.conf");
     fs::create_directory("etc/zut/zut.conf");
     expect_refusal("list", "etc/zut/zut.conf: Is a directory\n");
@@ -103,6 +107,9 @@ TEST_F(Add, WhatWaitsIsNotRemovedUnasked)
     EXPECT_TRUE(exists(pages + "/2024-05") && exists("vhosts/system/a.example/logs/access_log.webstat"));
     expect_outcome(admin("check"), "", "");
     EXPECT_EQ(admin("add a.example --generator webalizer").status, 0);
+    expect_outcome(shell("touch panel/etc/awstats/awstats.b.example-ftp.conf; " STATISTICS_ADMIN
+                         " remove b.example >&2; ls panel/etc/awstats"),
+                   "", "Removed b.example from the statistics; its pages stay in V/b.example/statistics/\n");
     EXPECT_FALSE(exists("vhosts/system/a.example/conf/no_statistics"));
 }
 

@@ -46,6 +46,7 @@ protected:
     {
         server.layOut();
         write_file("lock_of_runs/lock", "");
+        fs::create_directories("panel/var/log_positions");
         server.addDomain("a.example", Kind::awstats, {});
         server.addDomain("n.example", Kind::none, {});
         server.addDomain("w.example", Kind::webalizer, {});

@@ -10,12 +10,18 @@ server: P/admin/sbin/statistics_log_processor is not a program that can be start
 $ rm tools/* bin/webalizer
 server: @/bin/webalizer: No such file or directory; mend: install the package of the generator, or name its place in zut.conf
 server: @/tools/awstats_buildstaticpages.pl: No such file or directory; mend: install the package of the generator, or name its place in zut.conf
+$ rm -r panel/etc/awstats panel/var/awstats
+server: P/etc/awstats is missing; mend: install -d -m 755 P/etc/awstats
+server: P/var/awstats is missing; mend: install -d -m 755 P/var/awstats
+$ rmdir panel/var/log_positions; echo >panel/var/log_positions
+server: P/var/log_positions is not a directory; mend: mv P/var/log_positions P/var/log_positions.old && install -d -m 700 P/var/log_positions
 $ rm -r panel/var/webalizer; chown 7 panel/etc/awstats
 server: P/var/webalizer is missing; mend: install -d -m 755 P/var/webalizer
 server: P/etc/awstats belongs to the user 7, not to root; mend: chown root:root P/etc/awstats
-$ echo WEB_STAT=x >>etc/zut/zut.conf; echo 'DUMP_TMP_D /tmp ' >>etc/zut/zut.conf; chmod 666 etc/zut/zut.conf
+$ echo WEB_STAT=x >>etc/zut/zut.conf; echo 'DUMP_TMP /x' >>etc/zut/zut.conf; echo 'DUMP_TMP_D /tmp ' >>etc/zut/zut.conf; chmod 666 etc/zut/zut.conf
 server: etc/zut/zut.conf can be written to by others than root; mend: chmod go-w etc/zut/zut.conf
 server: etc/zut/zut.conf is not read as it stands: Invalid variable definition WEB_STAT=x  Expected a space after variable name; mend: write each line as a name, a blank and a value
+server: etc/zut/zut.conf: there is no setting DUMP_TMP; mend: correct the name, or remove the line
 server: etc/zut/zut.conf: the value of DUMP_TMP_D ends with a blank, which counts; mend: end the line right after the value
 $ rm -r vhosts
 server: V/ is missing; mend: install -d -m 755 V/
@@ -39,7 +45,11 @@ a.example: has AWStats configurations, but not the one that makes AWStats its ge
 n.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add n.example --generator awstats, or 'statistics_admin remove n.example' if that is meant
 $ echo >$V/n.example/logs/xferlog; touch $V/n.example/conf/no_statistics
 $ mkdir -p panel/var/log_positions/w.example; echo >panel/var/log_positions/w.example/xferlog
-w.example: P/var/log_positions/w.example/xferlog: not a position of this program; the lines of the log wait until the file is restored, or removed to have the log taken from its beginning; mend: rm P/var/log_positions/w.example/xferlog has it taken in anew
+w.example: P/var/log_positions/w.example/xferlog: not a position of this program; the lines of the log wait until the file is restored, or removed to have the log taken from its beginning; mend: restore it from a backup; or, as records that are prepared already would count twice, rotate the log and then rm P/var/log_positions/w.example/xferlog
+$ mkdir panel/var/log_positions/w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' >panel/var/log_positions/w.example/access_log; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/access_log
+w.example: V/w.example/logs/access_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
+$ touch panel/etc/awstats/awstats.g.example-ftp.conf
+g.example: has AWStats configurations, but no V/g.example/logs/; mend: statistics_admin remove g.example, or install -d -m 750 V/g.example/logs/
 $ touch -d tomorrow panel/var/awstats/*04*; rm -r $PAGES/2024-05; touch panel/var/awstats/awstats012014.a.example-http.txt
 a.example: V/a.example/statistics/webstat/2024-04: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-04
 a.example: V/a.example/statistics/webstat/2024-05: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-05
@@ -77,6 +87,15 @@ TEST_F(Check, FindsWhatIsWrongAndSaysWhatMendsIt)
     }
 }
 
+TEST_F(Check, FindsAdaptersWithoutTheirGeneratorsAndALinkToNoConfiguration)
+{
+    EXPECT_EQ(shell("echo 'use Adapter;' >bin/webalizer; STOCK_WEBALIZER=/none " STATISTICS_ADMIN " check || :").out,
+              "server: @/bin/webalizer: its generator is not at /none; mend: install the package of the generator, or "
+              "name its place in STOCK_WEBALIZER\n");
+    ASSERT_EQ(shell("rm etc/zut/zut.conf; ln -s none etc/zut/zut.conf").status, 0);
+    EXPECT_TRUE(contains(admin("check").out, "server: etc/zut/zut.conf is a link that leads to no file; mend: mv"));
+}
+
 TEST_F(Check, FindsDisksThatTakeNothing)
 {
     if (shell("unshare --mount mount -t tmpfs tmpfs panel").status != 0) {
@@ -93,7 +112,7 @@ TEST_F(Check, FindsDisksThatTakeNothing)
 TEST_F(Check, TellsProgramsWhatItHasFound)
 {
     write_file("vhosts/system/w.example/logs/xferlog.webstat", "Sun May 12 12:00:00 2024 1 x\n");
-    ASSERT_EQ(shell("mkdir panel/var/log_positions; touch -d @7 panel/var/log_positions").status, 0);
+    ASSERT_EQ(shell("touch -d @7 panel/var/log_positions").status, 0);
     EXPECT_TRUE(contains(admin("check --json --prometheus metrics").out,
                          "\"kind\": \"waiting\",\n    \"domain\": \"w.example\",\n    \"problem\": \"V/"));
     const std::string metrics = read_file("metrics");

@@ -39,6 +39,7 @@ a.example-http V/a.example/statistics//webstat/current
 $ rebuild a.example --month 2024-04
 a.example-http V/a.example/statistics//webstat/2024-04 -month 4 -year 2024
 $ rebuild --service ftp
+$ rebuild --month 2014-01
 $ rebuild a.example --month 2024-03
 statistics_admin: a.example: AWStats has no data of that month
 $ rebuild a.example --month 2014-01
