@@ -59,12 +59,6 @@ bool stat_path(const std::string &path, struct stat *status)
     return ::stat(path.c_str(), status) == 0;
 }
 
-bool is_there(const std::string &path)
-{
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 std::vector<const LogSource *> services_of(const Words &names)
 {
     std::vector<const LogSource *> services;

@@ -27,6 +27,12 @@ struct TemporaryFile {
 
 } // namespace
 
+bool is_there(const std::string &path)
+{
+    struct stat status = {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
 Changes::Changes()
 {
     sigset_t ending;

@@ -5,7 +5,6 @@
 #include "admin/survey.h"
 #include "domain/domains.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,12 +21,6 @@ const Usage usage = {
     "Takes away the domain's configurations and leaves conf/no_statistics, so that nobody\n"
     "takes it for a mistake. Its pages and logs stay, but the next run deletes its\n"
     "prepared logs: while records wait in them, nothing is done."};
-
-bool is_there(const std::string &path)
-{
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
 
 // Those that there are, the one of the time to live included.
 std::vector<std::string> configurations_of(const DomainPaths &paths)

