@@ -49,7 +49,7 @@ TEST_F(ServerConfigFile, LinesAndValues)
         {"NAME=value\nNAME good\n", "NAME=good|", invalid + "NAME=value\n" + expected_space},
         {"NA-ME value\n", "", invalid + "NA-ME value\n" + expected_space},
         {"NAME", "", invalid + "NAME" + expected_space},
-        {"NAME\n", "", invalid + "NAME\n" + expected_value},
+        {"NAME # none\n", "", invalid + "NAME # none\n" + expected_value},
     };
     for (const auto &[text, settings, messages] : cases) {
         write_file("file", text);
