@@ -1,5 +1,7 @@
 #include "preparation/log_file.h"
 
+#include "exec/system_error.h"
+
 #include <openssl/sha.h>
 
 #include <fcntl.h>
@@ -25,7 +27,8 @@ std::string fingerprint(const std::string &text, std::uint64_t length)
         return "-";
     }
     unsigned char digest[SHA256_DIGEST_LENGTH];
-    ::SHA256(reinterpret_cast<const unsigned char *>(text.data()), length, digest);
+    ::SHA256(reinterpret_cast<const unsigned char *>(text.data()),
+             std::min<std::uint64_t>(length, text.size()), digest);
     char hex[2 * fingerprint_bytes + 1];
     for (std::size_t i = 0; i < fingerprint_bytes; ++i) {
         std::snprintf(hex + 2 * i, 3, "%02x", digest[i]);
@@ -46,6 +49,40 @@ LogFile::LogFile(Place place) : place_(std::move(place)), file_(open_file(place_
         beginning_ = readAt(0, fingerprint_reach);
         return;
     }
+    startDecompressing();
+    beginning_.resize(fingerprint_reach);
+    beginning_.resize(readCompressed(beginning_.data(), beginning_.size()));
+    gzrewind(compressed_.get());
+}
+
+void LogFile::close()
+{
+    compressed_.reset();
+    file_ = Descriptor();
+}
+
+void LogFile::reopen()
+{
+    if (file_.is_open()) {
+        return;
+    }
+    const struct stat known = place_.status;
+    try {
+        file_ = open_file(place_, O_RDONLY);
+    } catch (const korvo::ExSystemError<ENOENT> &) {
+        throw LogChanged(place_.path);
+    }
+    if (place_.status.st_ino != known.st_ino) {
+        throw LogChanged(place_.path);
+    }
+    place_.status = known;
+    if (is_compressed(place_.name)) {
+        startDecompressing();
+    }
+}
+
+void LogFile::startDecompressing()
+{
     const int copy = ::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0); // closed with the stream
     if (copy == -1) {
         fail(place_.path);
@@ -60,9 +97,6 @@ LogFile::LogFile(Place place) : place_(std::move(place)), file_(open_file(place_
         fail(place_.path, damaged);
     }
     gzbuffer(compressed_.get(), compressed_buffer_size);
-    beginning_.resize(fingerprint_reach);
-    beginning_.resize(readCompressed(beginning_.data(), beginning_.size()));
-    gzrewind(compressed_.get());
 }
 
 bool LogFile::isKnownAs(const TakenFile &file) const
@@ -74,13 +108,13 @@ bool LogFile::isKnownAs(const TakenFile &file) const
 
 bool LogFile::isTheSame() const
 {
-    return compressed_ != nullptr || readAt(0, beginning_.size()) == beginning_;
+    return is_compressed(place_.name) || readAt(0, beginning_.size()) == beginning_;
 }
 
 std::uint64_t LogFile::upToEnd(std::uint64_t bytes) const
 {
     const auto size = static_cast<std::uint64_t>(place_.status.st_size);
-    return compressed_ != nullptr ? bytes : std::min(bytes, size);
+    return is_compressed(place_.name) ? bytes : std::min(bytes, size);
 }
 
 std::size_t LogFile::read(char *buffer, std::size_t size)

@@ -8,7 +8,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
+
+// The files of the log were rotated or truncated just then: to be found anew.
+class LogChanged : public std::runtime_error
+{
+public:
+    explicit LogChanged(const std::string &path)
+        : std::runtime_error(path + ": keeps changing while it is being read")
+    {
+    }
+};
 
 // A raw log, or a file that it was rotated to, open for reading; compressed if its name ends in
 // ".gz". Of a file that is not compressed, no more is read than it held when it was opened. Nothing
@@ -19,6 +30,16 @@ class LogFile
 public:
     // Opens the file at the place and reads its beginning.
     explicit LogFile(Place place);
+
+    // Keeps no more than its place and its beginning.
+    void close();
+
+    // Opens it again if it is closed, to read it from its first byte, as long as it was at first.
+    // Throws LogChanged if its name is another file's, or nobody's.
+    void reopen();
+
+    // Ends reading: frees what decompressing needs. It can still be synced.
+    void endReading() { compressed_.reset(); }
 
     const Place &place() const { return place_; }
 
@@ -51,6 +72,7 @@ private:
         void operator()(gzFile_s *file) const noexcept { gzclose_r(file); }
     };
 
+    void startDecompressing();
     std::size_t readCompressed(char *buffer, std::size_t size);
     std::string readAt(std::uint64_t from, std::size_t size) const;
 

@@ -188,7 +188,9 @@ private:
         PreviousMonth month(source_, std::time(nullptr));
         Appending appending(prepared, month);
         for (UnreadFile &file : unread.files) {
+            file.file.reopen();
             file.taken = read_lines(file.file, file.taken, &appending);
+            file.file.endReading();
         }
         secure(unread.files, prepared.hasGrown());
         if (month.found()) {

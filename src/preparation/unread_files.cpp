@@ -61,7 +61,8 @@ std::size_t find_taken(const Place &log, const Names &names, std::size_t end,
     std::size_t found = end;
     for (std::size_t i = end; i > 0; --i) {
         files.push_front({open_log(log, names[i - 1]), 0});
-        const LogFile &file = files.front().file;
+        LogFile &file = files.front().file;
+        file.close();
         const bool is_taken = file.isKnownAs(taken);
         const bool is_older = !is_taken && older != nullptr && file.isKnownAs(*older);
         const bool is_certain = is_taken && file.place().status.st_ino == taken.inode;

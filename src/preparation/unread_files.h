@@ -5,7 +5,6 @@
 
 #include <deque>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 // What there is to read of a log since it was last read, whatever has become of its file.
@@ -21,7 +20,7 @@
 // Where the log is missing and was not rotated, nothing is read, as it may be back some day.
 // A copy of the log that has not been truncated yet is part of it and not read by itself.
 
-// A file and how much of it was taken.
+// A file and how much of it was taken. Those that were searched are closed.
 struct UnreadFile {
     LogFile file;
     std::uint64_t taken;
@@ -31,16 +30,6 @@ struct Unread {
     std::optional<TakenFile> kept; // the older file, if it is unchanged
     std::deque<UnreadFile> files;  // the oldest first
     std::string message;           // what is lost, if anything
-};
-
-// The files of the log were rotated or truncated just then: to be found anew.
-class LogChanged : public std::runtime_error
-{
-public:
-    explicit LogChanged(const std::string &path)
-        : std::runtime_error(path + ": keeps changing while it is being read")
-    {
-    }
 };
 
 // Whether nothing at all has come since the position.
