@@ -9,7 +9,7 @@ $ chmod 644 panel/admin/sbin/*; rm tools/* bin/webalizer
 server: P/admin/sbin/statistics_log_processor is not a program that can be started; mend: chmod 755 P/admin/sbin/statistics_log_processor
 server: @/bin/webalizer: No such file or directory; mend: install the package of the generator, or name its place in zut.conf
 server: @/tools/awstats_buildstaticpages.pl: No such file or directory; mend: install the package of the generator, or name its place in zut.conf
-$ cd panel/var; rm -r ../etc/awstats awstats; rmdir log_positions; echo >log_positions
+$ cd panel/var; rm -r ../etc/awstats awstats; rmdir log_positions; echo >log_positions; echo >../../$V/a.example/logs/access_log
 server: P/var/log_positions is not a directory; mend: mv P/var/log_positions P/var/log_positions.old && install -d -m 700 P/var/log_positions
 server: P/etc/awstats is missing; mend: install -d -m 755 P/etc/awstats
 server: P/var/awstats is missing; mend: install -d -m 755 P/var/awstats
