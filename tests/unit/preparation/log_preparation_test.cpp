@@ -109,8 +109,7 @@ TEST_F(Preparation, FollowsRotation)
         "mv $l $l.2; : >$l.1; new $l; prep; new $l.1; mv $l.2 $l.3; mv $l.1 $l.2; mv $l $l.1",
         "prep; mkdir f; mv $l $l.5.gz f; prep | grep -q missing; prep | grep -q missing; mv f/* .; rmdir f",
         "prep; mv $l $l.1; new $l; prep; mv $l f; prep | grep -q missing; prep | grep -q missing; mv f $l",
-        "prep; mv $l $l.1; new $l; prep; mkdir f; mv $l $l.1 f; prep | grep -q missing; prep | grep -q missing; mv f/* "
-        ".; rmdir f",
+        "prep; mv $l $l.1; new $l; prep; mkdir f; mv $l $l.1 f; prep | grep -q missing; mv f/* .; rmdir f",
         "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
     };
     for (const std::string rotation : rotations) {
