@@ -164,6 +164,11 @@ bool build(const Job &job, Month this_month)
     return is_built;
 }
 
+void complain(const std::string &name, const std::string &reason)
+{
+    std::cerr << "statistics_admin: " + name + ": " + reason + "\n";
+}
+
 } // namespace
 
 int rebuild_command(const std::vector<std::string> &words)
@@ -197,7 +202,7 @@ int rebuild_command(const std::vector<std::string> &words)
             reason = error.what();
         }
         progress.clear();
-        std::cerr << "statistics_admin: " + name + ": " + reason + "\n";
+        complain(name, reason);
         status = 1;
     }
     return status;

@@ -79,7 +79,7 @@ protected:
 
     const std::string head = "# Webalizer V2.23\\n2026 11 20 10 59 8\\n";
     const std::string state = "printf '" + head + "# End Of Table - usernames\\n' >out/state; ";
-    const std::string history = "printf '# (2 month)\\nnew\\nnew\\n' >history; ";
+    const std::string history = R"(printf '# (2 month)\nnew\nnew\n' >history; )";
 };
 
 TEST_F(WebalizerState, IsTheNewOneOnlyIfAllOfItIsOnTheDisk)
