@@ -38,6 +38,14 @@ constexpr std::chrono::seconds quiet_interval(1);
     ::_exit(child_start_failed);
 }
 
+// Opens "/dev/null" above the standard streams, of which one may be closed and stay so. Returns -1,
+// with errno set, on failure.
+int open_null_device()
+{
+    const Descriptor null_device(descriptor_or_null_device(no_descriptor));
+    return ::fcntl(null_device.get(), F_DUPFD, STDERR_FILENO + 1);
+}
+
 [[noreturn]] void become_program(const int (&streams)[3], int start_error, const char *path,
                                  char *const argv[])
 {
@@ -47,7 +55,8 @@ constexpr std::chrono::seconds quiet_interval(1);
             continue;
         }
         // Left open until all others are closed: it may serve for more than one stream.
-        const int source = descriptor_or_null_device(streams[target]);
+        const int stream = streams[target];
+        const int source = stream == no_descriptor ? open_null_device() : stream;
         if (source == -1 || ::dup2(source, target) == -1) {
             end_child(start_error, "dup()");
         }

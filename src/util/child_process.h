@@ -15,11 +15,11 @@ constexpr int max_arguments = 99;
 constexpr int no_descriptor = -1;
 
 // Starts a program with the three descriptors as its standard input, output and error;
-// no_descriptor stands for "/dev/null". One that is that stream already stays as it is, also closed;
-// otherwise descriptors 0 to 2 must not be free. All other descriptors are closed in the child. The
-// three stay open in the parent, which waits for the child and owns them.
-// start_error: no_descriptor, or where a child writes errno, as an int, if it can't become its
-// program; nothing arrives there if it can.
+// no_descriptor stands for "/dev/null". One that is that stream already stays as it is, also closed.
+// All other descriptors are closed in the child. The three stay open in the parent, which waits for
+// the child and owns them.
+// start_error: no_descriptor, or a descriptor above 2 where a child writes errno, as an int, if it
+// can't become its program; nothing arrives there if it can.
 // Returns the child's process id, or -1 with errno set if the fork failed. A child that fails to
 // start ends with 255; without a start_error it says why on its standard error.
 pid_t start_child(const int (&streams)[3], int start_error, const char *path, char *const argv[]);

@@ -57,6 +57,20 @@ void remove_path(const char *path, bool remove_top)
     }
 }
 
+// Set the owner, or the mode, of what was opened. What can't be opened, as a socket, is changed by
+// its name, which must not be a link: none is followed.
+int change_owner(const Descriptor &entry, const char *path, uid_t owner, gid_t group)
+{
+    return entry.is_open() ? ::fchown(entry.get(), owner, group)
+                           : ::fchownat(AT_FDCWD, path, owner, group, AT_SYMLINK_NOFOLLOW);
+}
+
+int change_mode(const Descriptor &entry, const char *path, mode_t mode)
+{
+    return entry.is_open() ? ::fchmod(entry.get(), mode)
+                           : ::fchmodat(AT_FDCWD, path, mode, AT_SYMLINK_NOFOLLOW);
+}
+
 // Renames a directory without replacing what is at the target. Where the file system can't promise
 // that in one step, a look beforehand has to do.
 int rename_to_free_name(const char *from, const char *to)
@@ -107,10 +121,11 @@ int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode)
     if (link_or_vanished) {
         return 0;
     }
-    if (!entry.is_open() || ::fchown(entry.get(), owner, group) != 0) {
+    const bool is_known = entry.is_open() || errno == ENXIO;
+    if (!is_known || change_owner(entry, path, owner, group) != 0) {
         return report_failure("ERROR: Unable to chown %s: %s\n", path);
     }
-    if (::fchmod(entry.get(), mode) != 0) {
+    if (change_mode(entry, path, mode) != 0) {
         return report_failure("ERROR: Unable to chmod %s: %s\n", path);
     }
     return 0;

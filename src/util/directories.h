@@ -4,9 +4,10 @@
 
 // Makes one directory and gives it the owner, the group and the mode, whatever the process's
 // file-creation mask. What exists already is accepted and gets them too; but neither a link nor what
-// is behind it is changed. A path that vanishes in between is accepted. Returns 0, or -1 after a
-// report of what failed ("ERROR: Unable to mkdir", "... chown", "... chmod", with the path and the
-// reason), with errno as the failing call left it.
+// is behind it is changed. A path that vanishes in between is accepted. Only the mode of a socket,
+// which can't be opened, needs /proc. Returns 0, or -1 after a report of what failed ("ERROR: Unable
+// to mkdir", "... chown", "... chmod", with the path and the reason), with errno as the failing call
+// left it.
 int make_dir_owned(const char *path, uid_t owner, gid_t group, mode_t mode);
 
 // Makes a directory with the mode, less the file-creation mask, and gives it to the user and that

@@ -28,6 +28,9 @@ TEST_F(Directories, MakeDirOwnedMakesAndResets)
         }
     });
     EXPECT_EQ(attributes("outside"), outside);
+    ::mknod("socket", S_IFSOCK | 0600, 0); // can't be opened
+    EXPECT_EQ(make_dir_owned("socket", 56, 78, 0750), 0);
+    EXPECT_EQ(attributes("socket"), "56:78 750");
 }
 
 TEST_F(Directories, RemoveTreeTakesEverythingInsideAndNothingOutside)

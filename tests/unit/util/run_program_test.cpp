@@ -13,7 +13,9 @@ TEST(ForkExecv, ReturnsTheRawStatus)
         EXPECT_EQ(fork_execv("/bin/sh", shell_arguments("echo second").data()), 0);
         EXPECT_EQ(fork_execv("/nonexistent", shell_arguments("").data()), child_start_failed << 8);
         ::close(STDIN_FILENO); // a closed stream stays closed
-        EXPECT_EQ(fork_execv("/bin/sh", shell_arguments("[ ! -e /proc/$$/fd/0 ]").data()), 0);
+        const Arguments none_there = shell_arguments("[ ! -e /proc/$$/fd/0 ]");
+        EXPECT_EQ(fork_execv("/bin/sh", none_there.data()), 0);
+        EXPECT_EQ(wait_child(fork_execv_pipes(0, no_descriptor, 2, "/bin/sh", none_there.data()), nullptr, nullptr), 0);
     });
     expect_outcome(outcome, "first\nsecond\n",
                    "fork_execv: execv(\"/nonexistent\") failed: No such file or directory\n");
