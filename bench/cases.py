@@ -165,7 +165,7 @@ class RealTree(Tree):
         return sorted(str(path) for path in self.root.glob('vhosts/system/*/statistics/webstat/**/*.html')
                       if path.name not in ('index.html', 'nav.html') and path.stat().st_size)
 
-    def compare(self, case, stock, goal, **places):
+    def compare(self, case, stock, goal, pairs, **places):
         """A run, with the programs at those places, against the stock programs in a script, for the same pages."""
         (self.root / 'script').write_text('\n'.join('\n'.join(self.commands(name, **stock)) for name in self.names))
         pages = []
@@ -174,19 +174,19 @@ class RealTree(Tree):
             pages[:] = self.made()
             return self.is_done(output) and len(pages) >= len(self.names)
         compare(case, 'the stock commands in a shell script', Side([program], lambda: self.reset(**places), is_done),
-                Side(['sh', self.root / 'script'], self.reset, lambda output: self.made() == pages), goal, pairs=5)
+                Side(['sh', self.root / 'script'], self.reset, lambda output: self.made() == pages), goal, pairs)
 
 
 def measure_real_awstats():
     RealTree('awstats', 8, 1000).compare(
         "a real run: 8 AWStats domains, Debian's configuration, 1,000 records each",
-        {'awstats': stock_program, 'tools': stock_tools}, 0.5, AWSTATS_BIN_D=adapters, AWSTATS_TOOLS_D=adapters)
+        {'awstats': stock_program, 'tools': stock_tools}, 0.5, 5, AWSTATS_BIN_D=adapters, AWSTATS_TOOLS_D=adapters)
 
 
 def measure_real_webalizer():
     if webalizer:
         RealTree('webalizer', 8, 100000).compare('a real run: 8 Webalizer domains, 100,000 records each',
-                                                 {'webalizer': webalizer}, 1.02, WEB_STAT=webalizer)
+                                                 {'webalizer': webalizer}, 1.02, 21, WEB_STAT=webalizer)
 
 
 def measure_pages():
