@@ -3,8 +3,6 @@
 #include <boost/algorithm/string/replace.hpp>
 
 #include <linux/close_range.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <cstring>

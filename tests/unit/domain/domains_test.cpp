@@ -47,18 +47,3 @@ TEST_F(Domains, AnUnknownKindLosesItsPreparedLogsAndNothingElse)
         EXPECT_EQ(exists(logs + source.log_name + ".webstat"), std::string("xferlog") == source.log_name);
     }
 }
-
-TEST_F(Domains, TheTimeToLiveIsTheNumberThatItsFileBeginsWith)
-{
-    const std::string file = "v/system/d/conf/stat_ttl.conf";
-    in_child([&] {
-        EXPECT_EQ(read_stat_ttl("d"), 0);
-        for (const auto &[text, months] : {std::pair(" 12 months", 12), {"-5", -5}, {"months", 0}, {"", 0}}) {
-            write_file(file, text);
-            EXPECT_EQ(read_stat_ttl("d"), months);
-        }
-        fs::remove(file);
-        ::mkfifo(file.c_str(), 0600);
-        EXPECT_EQ(read_stat_ttl("d"), 0);
-    });
-}

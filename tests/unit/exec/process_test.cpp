@@ -3,10 +3,6 @@
 #include "support.h"
 #include "util/descriptors.h"
 
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-
 namespace
 {
 

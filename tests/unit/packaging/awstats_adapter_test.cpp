@@ -5,7 +5,6 @@ class AwstatsAdapter : public InTempDir
 {
 protected:
     AwstatsAdapter() { ::setenv("AWSTATS_STOCK_PROGRAM", (root() + "/stock.pl").c_str(), 1); }
-    ~AwstatsAdapter() override { ::unsetenv("AWSTATS_STOCK_PROGRAM"); }
 
     static void write_stock(const std::string &text)
     {

@@ -6,7 +6,6 @@ class WebalizerAdapter : public InTempDir
 {
 protected:
     WebalizerAdapter() { ::setenv("STOCK_WEBALIZER", (root() + "/stock").c_str(), 1); }
-    ~WebalizerAdapter() override { ::unsetenv("STOCK_WEBALIZER"); }
 
     // The exit status that a shell's wait status holds, as the run takes it.
     static int exit_bits(const std::string &shell, const std::string &program)

@@ -3,9 +3,7 @@
 #include "util/descriptors.h"
 #include "util/owned.h"
 
-#include <fcntl.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 
 #include <chrono>
 

@@ -2,8 +2,6 @@
 #include "util/directory_walk.h"
 #include "util/errno_guard.h"
 
-#include <fcntl.h>
-
 using DirectoryWalk = InTempDir;
 
 namespace

@@ -1,8 +1,6 @@
 #include "support.h"
 #include "util/file_str.h"
 
-#include <sys/resource.h>
-
 namespace
 {
 

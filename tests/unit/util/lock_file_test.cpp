@@ -1,8 +1,6 @@
 #include "support.h"
 #include "util/lock_file.h"
 
-#include <sys/wait.h>
-
 using LockFile = InTempDir;
 
 TEST_F(LockFile, IsHeldUntilItsReleaseOrTheEndOfAllThatHoldIt)

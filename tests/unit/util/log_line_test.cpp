@@ -1,8 +1,6 @@
 #include "support.h"
 #include "util/log_line.h"
 
-#include <fcntl.h>
-
 TEST(LogLine, OneThatCannotBeWrittenDoesNotKeepTheNextBack)
 {
     const Outcome outcome = in_child([] {

@@ -54,10 +54,10 @@ TEST(ForkExecFd, ReportsWhatWentWrong)
         {[] { EXPECT_EQ(fork_exec_fd(-1, -1, "/nonexistent", nullptr), -1); }, "Error occured during execv():\n%.\n",
          ENOENT},
     });
-    const auto call = [] {
+    const auto killed = [] {
         EXPECT_EQ(fork_exec_fd(-1, -1, "/bin/sh", "-c", "kill -TERM $$", nullptr), -1);
     };
-    EXPECT_TRUE(contains(reported(call), " killed by signal 15\n"));
+    EXPECT_TRUE(contains(reported(killed), " killed by signal 15\n"));
 }
 
 TEST(StartingPrograms, FailsWithoutADescriptorOrAProcess)
