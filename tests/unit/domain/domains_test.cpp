@@ -35,7 +35,6 @@ TEST_F(Domains, AnUnknownKindLosesItsPreparedLogsAndNothingElse)
         write_file(logs + source.log_name, "raw");
         write_file(logs + source.log_name + ".webstat", "prepared");
     }
-    fs::remove(logs + "proxy_access_log.webstat");
     fs::remove(logs + "xferlog.webstat");
     write_file(logs + "xferlog.webstat/file", "x");
     const Outcome outcome = in_child([] { process_domains({{"d", 7}, {"missing", 7}}); });
