@@ -111,9 +111,8 @@ TEST_F(Preparation, FollowsRotation)
         "prep; mv $l $l.1; new $l; prep; mv $l f; prep | grep -q missing; prep | grep -q missing; mv f $l",
         "prep; mv $l $l.1; new $l; prep; mkdir f; mv $l $l.1 f; prep | grep -q missing; mv f/* .; rmdir f",
         "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
-        // By who keeps on writing to the one before, which then goes on to the next name.
-        "mv $l $l.1; new $l.1; new $l; prep; new $l.1; new $l; prep; new $l.1; mv $l.1 $l.2; gzip $l.2; mv $l $l.1; "
-        "new $l; mv $l.2.gz $l.3.gz; gzip $l.1; mv $l.1.gz $l.2.gz; mv $l $l.1",
+        "mv $l $l.1; gzip $l.1; new $l; mv $l.1.gz $l.2.gz; gzip $l; mv $l.gz $l.1.gz",
+        "mv $l $l.1; new $l.1; new $l; prep; new $l.1; mv $l.1 $l.2; gzip $l.2; mv $l $l.1; new $l", // late once more
         "mv $l $l.1; prep; new $l; prep; mv $l $l-20240601", // dates follow numbers
     };
     for (const std::string rotation : rotations) {
