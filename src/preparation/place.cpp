@@ -3,6 +3,8 @@
 #include "exec/system_error.h"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,6 +44,27 @@ Descriptor open_here(int directory, const std::string &name)
 {
     return Descriptor(::openat(directory, name.c_str(),
                                O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+}
+
+// Opens the directory at the path, if there is no link in it; where that can't be told at once, what
+// is returned is not open.
+Descriptor open_without_links(int directory, const std::string &path)
+{
+    open_how how = {};
+    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return Descriptor(
+        static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
+}
+
+// The path of all names but the last one.
+std::string leading(const std::deque<std::string> &names)
+{
+    std::string path;
+    for (std::size_t i = 0; i + 1 < names.size(); ++i) {
+        path += (i == 0 ? "" : "/") + names[i];
+    }
+    return path;
 }
 
 // Where the link at the place leads to; `links` were met up to this one.
@@ -102,7 +125,15 @@ Place find_place(int directory, const std::string &path, const std::string &name
         if (place.exists && S_ISLNK(place.status.st_mode)) {
             const std::string target = target_of(place, ++links);
             prepend(names, target);
-            if (target[0] == '/') {
+            const bool is_absolute = target[0] == '/';
+            const std::string way = leading(names);
+            Descriptor last = open_without_links(directory, (is_absolute ? "/" : "") + way);
+            if (last.is_open()) {
+                entered = std::move(last);
+                around = is_absolute || around == "/" ? "" : around;
+                around.append("/").append(way);
+                names.erase(names.begin(), names.end() - 1);
+            } else if (is_absolute) {
                 entered = Descriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
                 around = "/";
             }
