@@ -64,6 +64,9 @@ LogPosition parse(const std::string &text)
             TakenFile file;
             words >> word >> file.inode >> word >> file.size >> word >> file.changed >> word >>
                 file.taken >> word >> file.fingerprint >> word;
+            if (word == "ending") {
+                words >> file.ending >> word;
+            }
             std::getline(words.ignore(), file.name);
             position.files.push_back(file);
         }
@@ -98,8 +101,11 @@ std::string log_position_text(const LogPosition &position)
     text << first_line << "\nprepared " << position.prepared << '\n';
     for (const TakenFile &file : position.files) {
         text << "file inode " << file.inode << " size " << file.size << " changed " << file.changed
-             << " taken " << file.taken << " beginning " << file.fingerprint << " name "
-             << file.name << '\n';
+             << " taken " << file.taken << " beginning " << file.fingerprint;
+        if (file.ending != 0) {
+            text << " ending " << file.ending;
+        }
+        text << " name " << file.name << '\n';
     }
     text << "end\n";
     return text.str();

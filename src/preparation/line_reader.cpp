@@ -1,5 +1,6 @@
 #include "preparation/line_reader.h"
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -17,6 +18,12 @@ std::size_t length_of_lines(const char *bytes, std::size_t count)
                : static_cast<std::size_t>(static_cast<const char *>(newline) - bytes) + 1;
 }
 
+std::size_t length_of_zeros(const char *bytes, std::size_t count)
+{
+    const char *const end = std::find_if(bytes, bytes + count, [](char byte) { return byte != 0; });
+    return static_cast<std::size_t>(end - bytes);
+}
+
 } // namespace
 
 std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker)
@@ -25,8 +32,17 @@ std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker)
     std::size_t held = 0;       // bytes in the buffer
     std::uint64_t part = 0;     // of a line that is longer than the buffer, already given away
     std::uint64_t lines = from; // where the lines end
+    std::uint64_t hole = 0;     // bytes before the first line
+    bool is_hole = from == 0;
     file.skip(from);
-    while (const std::size_t count = file.read(buffer.data() + held, buffer.size() - held)) {
+    while (std::size_t count = file.read(buffer.data() + held, buffer.size() - held)) {
+        if (is_hole) {
+            const std::size_t zeros = length_of_zeros(buffer.data(), count);
+            std::memmove(buffer.data(), buffer.data() + zeros, count - zeros);
+            hole += zeros;
+            count -= zeros;
+            is_hole = count == 0;
+        }
         const std::size_t complete = length_of_lines(buffer.data() + held, count);
         const std::size_t ready = complete > 0 ? held + complete : 0;
         held += count;
@@ -36,8 +52,8 @@ std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker)
         }
         part += given;
         if (ready > 0) {
-            lines += part;
-            part = 0;
+            lines += hole + part;
+            hole = part = 0;
         }
         held -= given;
         std::memmove(buffer.data(), buffer.data() + given, held);

@@ -1,6 +1,7 @@
 #include "preparation/log_file.h"
 
 #include "exec/system_error.h"
+#include "preparation/last_bytes.h"
 
 #include <openssl/sha.h>
 
@@ -17,9 +18,8 @@ namespace
 {
 
 constexpr unsigned compressed_buffer_size = 131072;
-constexpr std::size_t skip_size = 65536;
+constexpr std::size_t buffer_size = 65536;
 constexpr std::size_t fingerprint_bytes = 16;
-const char *const damaged = "is damaged or cut short";
 
 std::string fingerprint(const std::string &text, std::uint64_t length)
 {
@@ -41,6 +41,18 @@ std::uint64_t fingerprinted(std::uint64_t taken)
     return std::min<std::uint64_t>(taken, fingerprint_reach);
 }
 
+std::uint64_t summed_up(std::uint64_t taken)
+{
+    return std::min<std::uint64_t>(taken, ending_reach);
+}
+
+std::uint64_t ending(const std::string &text)
+{
+    LastBytes bytes(text.size());
+    std::for_each(text.begin(), text.end(), [&](char byte) { bytes.add(byte); });
+    return bytes.sum();
+}
+
 } // namespace
 
 LogFile::LogFile(Place place) : place_(std::move(place)), file_(open_file(place_, O_RDONLY))
@@ -59,6 +71,7 @@ void LogFile::close()
 {
     compressed_.reset();
     file_ = Descriptor();
+    next_ = 0;
 }
 
 void LogFile::reopen()
@@ -94,16 +107,41 @@ void LogFile::startDecompressing()
         fail(place_.path);
     }
     if (place_.status.st_size == 0) {
-        fail(place_.path, damaged);
+        throw LogDamaged(place_.path);
     }
     gzbuffer(compressed_.get(), compressed_buffer_size);
 }
 
-bool LogFile::isKnownAs(const TakenFile &file) const
+bool LogFile::beginsAs(const TakenFile &file) const
 {
     const std::uint64_t length = fingerprinted(file.taken);
     return length > 0 && beginning_.size() >= length &&
            fingerprint(beginning_, length) == file.fingerprint;
+}
+
+bool LogFile::isKnownAs(const TakenFile &file)
+{
+    return beginsAs(file) && upToEnd(file.taken) == file.taken &&
+           (file.ending == 0 || ending(readBefore(file.taken)) == file.ending);
+}
+
+std::optional<std::uint64_t> LogFile::findEnding(const TakenFile &file)
+{
+    LastBytes bytes(summed_up(file.taken));
+    std::vector<char> buffer(buffer_size);
+    std::optional<std::uint64_t> found;
+    std::uint64_t place = 0;
+    while (const std::size_t count = found ? 0 : read(buffer.data(), buffer.size())) {
+        for (std::size_t i = 0; i < count && !found; ++i) {
+            bytes.add(buffer[i]);
+            ++place;
+            if (buffer[i] == '\n' && bytes.sum() == file.ending) {
+                found = place;
+            }
+        }
+    }
+    close();
+    return found;
 }
 
 bool LogFile::isTheSame() const
@@ -137,7 +175,7 @@ void LogFile::skip(std::uint64_t bytes)
         next_ += bytes;
         return;
     }
-    std::vector<char> passed(skip_size);
+    std::vector<char> passed(buffer_size);
     while (bytes > 0) {
         const std::size_t count =
             readCompressed(passed.data(), std::min<std::uint64_t>(bytes, passed.size()));
@@ -164,6 +202,14 @@ TakenFile LogFile::asTaken(std::uint64_t bytes) const
     file.changed = changed_at(place_.status);
     file.taken = bytes;
     file.fingerprint = fingerprint(beginning_, fingerprinted(bytes));
+    if (!is_compressed(place_.name)) {
+        const std::uint64_t length = summed_up(bytes);
+        const std::string text = readAt(bytes - length, length);
+        if (text.size() < length) {
+            throw LogChanged(place_.path);
+        }
+        file.ending = ending(text);
+    }
     return file;
 }
 
@@ -180,7 +226,7 @@ std::size_t LogFile::readCompressed(char *buffer, std::size_t size)
         fail(place_.path, "out of memory");
     }
     if (count < 0 || code != Z_OK) {
-        fail(place_.path, damaged);
+        throw LogDamaged(place_.path);
     }
     if (count > 0 && gzdirect(compressed_.get()) != 0) {
         fail(place_.path, "is not compressed");
@@ -196,6 +242,20 @@ std::string LogFile::readAt(std::uint64_t from, std::size_t size) const
         fail(place_.path);
     }
     text.resize(static_cast<std::size_t>(count));
+    return text;
+}
+
+// The last ones of the first so many bytes.
+std::string LogFile::readBefore(std::uint64_t end)
+{
+    const std::uint64_t length = summed_up(end);
+    if (compressed_ == nullptr) {
+        return readAt(end - length, length);
+    }
+    std::string text(length, '\0');
+    skip(end - length);
+    text.resize(readCompressed(text.data(), text.size()));
+    gzrewind(compressed_.get());
     return text;
 }
 

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -21,10 +22,20 @@ public:
     }
 };
 
+// A compressed file is damaged or cut short.
+class LogDamaged : public std::runtime_error
+{
+public:
+    explicit LogDamaged(const std::string &path)
+        : std::runtime_error(path + ": is damaged or cut short")
+    {
+    }
+};
+
 // A raw log, or a file that it was rotated to, open for reading; compressed if its name ends in
 // ".gz". Of a file that is not compressed, no more is read than it held when it was opened. Nothing
 // here changes a file. Failures are thrown with the path of the file: korvo::SystemError, and
-// std::runtime_error for a compressed file that is damaged.
+// LogDamaged.
 class LogFile
 {
 public:
@@ -43,11 +54,17 @@ public:
 
     const Place &place() const { return place_; }
 
-    // Its first bytes, fingerprint_reach of them if there are as many.
-    const std::string &beginning() const { return beginning_; }
+    // Whether its first bytes are those of the other one. Where nothing was taken of that, nobody can
+    // tell.
+    bool beginsAs(const TakenFile &file) const;
 
-    // Whether it begins with what was taken from the other one. Where nothing was, nobody can tell.
-    bool isKnownAs(const TakenFile &file) const;
+    // Whether it begins with what was taken from the other one: whether its first bytes and the last
+    // ones of those taken are the same. It must be open and not be read yet.
+    bool isKnownAs(const TakenFile &file);
+
+    // Finds where it holds the last bytes taken of the other one, wherever that is; at the end of a
+    // line. It must be open, and is closed on return.
+    std::optional<std::uint64_t> findEnding(const TakenFile &file);
 
     // Whether it is still unchanged in its beginning: if not, it was truncated or written anew.
     bool isTheSame() const;
@@ -64,7 +81,8 @@ public:
     // Returns when what it holds lies safely on the disk.
     void sync() const;
 
-    // What there is to remember when so many bytes are taken.
+    // What there is to remember when so many bytes are taken. Throws LogChanged if they are no longer
+    // there. Of a compressed file, which does not grow, no ending.
     TakenFile asTaken(std::uint64_t bytes) const;
 
 private:
@@ -75,6 +93,7 @@ private:
     void startDecompressing();
     std::size_t readCompressed(char *buffer, std::size_t size);
     std::string readAt(std::uint64_t from, std::size_t size) const;
+    std::string readBefore(std::uint64_t end);
 
     Place place_;
     Descriptor file_;

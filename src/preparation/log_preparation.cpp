@@ -192,11 +192,11 @@ private:
             file.taken = read_lines(file.file, file.taken, &appending);
             file.file.endReading();
         }
+        const LogPosition after = {position.prepared, files_to_know(unread, position)};
         secure(unread.files, prepared.hasGrown());
         if (month.found()) {
             leave_marker(domain_);
         }
-        const LogPosition after = {position.prepared, files_to_know(unread, position)};
         if (prepared.hasGrown() || log_position_text(after) != log_position_text(position)) {
             prepared.commit(after.files);
         }

@@ -49,36 +49,56 @@ LogFile open_log(const Place &log, const std::string &name)
     }
 }
 
-// The newest file of the names up to `end` that is the one taken or, unless null, the older one; of
-// files that begin alike, the one with the inode, if that has not become a newer one's. What is
-// passed meanwhile, and the file, come to the front of the files. Returns its place among the names,
-// or `end` if there is none; then all of them are passed.
-std::size_t find_taken(const Place &log, const Names &names, std::size_t end,
-                       const TakenFile &taken, const TakenFile *older,
-                       std::deque<UnreadFile> &files)
+// A file of the chain that is known.
+struct Found {
+    std::size_t place; // among the names; their end if there is none
+    const TakenFile *file;
+};
+
+// Puts the file before the others. Returns which of the two it is, or null.
+const TakenFile *look_at(const Place &log, const std::string &name, const TakenFile &taken,
+                         const TakenFile *older, std::deque<UnreadFile> &files)
 {
-    const TakenFile *known = nullptr;
-    std::size_t found = end;
+    files.push_front({open_log(log, name), 0});
+    LogFile &file = files.front().file;
+    const bool is_taken = file.isKnownAs(taken);
+    const bool is_older = !is_taken && older != nullptr && file.isKnownAs(*older);
+    file.close();
+    return is_taken ? &taken : is_older ? older : nullptr;
+}
+
+// Finds the newest file of the names up to `end` that is the one taken or, unless null, the older
+// one; of files that are alike, the one with the inode, if that has not become a newer one's. What is
+// passed meanwhile, and the file, come to the front of the files; all of them if there is none. What
+// is older than a file that is known may be damaged.
+Found find_taken(const Place &log, const Names &names, std::size_t end, const TakenFile &taken,
+                 const TakenFile *older, std::deque<UnreadFile> &files)
+{
+    Found found = {end, nullptr};
     for (std::size_t i = end; i > 0; --i) {
-        files.push_front({open_log(log, names[i - 1]), 0});
-        LogFile &file = files.front().file;
-        file.close();
-        const bool is_taken = file.isKnownAs(taken);
-        const bool is_older = !is_taken && older != nullptr && file.isKnownAs(*older);
-        const bool is_certain = is_taken && file.place().status.st_ino == taken.inode;
-        if (is_certain || (known == nullptr && (is_taken || is_older))) {
-            known = is_older ? older : &taken;
-            found = i - 1;
+        const TakenFile *known = nullptr;
+        try {
+            known = look_at(log, names[i - 1], taken, older, files);
+        } catch (const LogDamaged &) {
+            if (found.file == nullptr) {
+                throw;
+            }
+            break;
         }
-        if (is_certain || is_older) {
+        const bool is_certain =
+            known == &taken && files.front().file.place().status.st_ino == taken.inode;
+        if (is_certain || (found.file == nullptr && known != nullptr)) {
+            found = {i - 1, known};
+        }
+        if (is_certain || (known != nullptr && known == older)) {
             break;
         }
     }
-    if (known != nullptr) {
-        while (files.size() > end - found) {
+    if (found.file != nullptr) {
+        while (files.size() > end - found.place) {
             files.pop_front();
         }
-        files.front().taken = files.front().file.upToEnd(known->taken);
+        files.front().taken = found.file->taken;
     }
     return found;
 }
@@ -98,12 +118,15 @@ void drop_copy(const TakenFile &newest, std::deque<UnreadFile> &files)
         (!is_first_time && files.back().file.place().status.st_ino != newest.inode)) {
         return;
     }
-    const LogFile &log = files.back().file;
-    const UnreadFile &copy = files[files.size() - 2];
-    const std::string &beginning = copy.file.beginning();
-    if (copy.taken == 0 && !beginning.empty() && !is_compressed(copy.file.place().name) &&
-        copy.file.place().status.st_size <= log.place().status.st_size &&
-        log.beginning().compare(0, beginning.size(), beginning) == 0) {
+    LogFile &log = files.back().file;
+    UnreadFile &copy = files[files.size() - 2];
+    const off_t size = copy.file.place().status.st_size;
+    if (copy.taken > 0 || is_compressed(copy.file.place().name)) {
+        return;
+    }
+    log.reopen();
+    copy.file.reopen();
+    if (log.isKnownAs(copy.file.asTaken(static_cast<std::uint64_t>(size)))) {
         files.erase(files.end() - 2);
     }
 }
@@ -131,22 +154,43 @@ bool find_rest(const Place &log, const LogPosition &position, Unread &unread)
     if (position.files.size() > 1) {
         unread.kept = position.files[0];
     }
-    const std::uint64_t taken = file.upToEnd(newest.taken);
-    if (taken < newest.taken) {
-        unread.message = log.path + ": is shorter than what was taken of it; going on from its end";
-    }
-    unread.files.push_back({std::move(file), taken});
+    unread.files.push_back({std::move(file), newest.taken});
     return true;
 }
 
-std::string message_of_loss(const Place &log, const std::deque<UnreadFile> &files)
+// Whether it is the log that was being read, without its end.
+bool is_cut_off(const Place &log, const LogFile &file, const TakenFile &newest)
 {
-    const auto next = std::find_if(files.begin(), files.end(),
-                                   [](const UnreadFile &file) { return file.taken == 0; });
+    return file.place().name == log.name && file.place().status.st_ino == newest.inode &&
+           file.beginsAs(newest) && file.upToEnd(newest.taken) < newest.taken;
+}
+
+// Goes on where the log that was being read is gone: after the last line taken, where one of the
+// files holds that in another place; at the end of a log that was cut off; or else from the beginning
+// of all that follow what is known of the older file. Returns the message.
+std::string go_on(const Place &log, const TakenFile &newest, std::deque<UnreadFile> &files)
+{
+    const auto first = files.begin() + (!files.empty() && files.front().taken > 0 ? 1 : 0);
+    for (auto next = files.end(); next != first && newest.ending != 0; --next) {
+        UnreadFile &file = *(next - 1);
+        file.file.reopen();
+        if (const std::optional<std::uint64_t> end = file.file.findEnding(newest)) {
+            file.taken = *end;
+            const std::string name = file.file.place().name;
+            files.erase(first, next - 1);
+            return log.path + ": was edited; going on after the last line taken, in " + name;
+        }
+    }
+    if (first != files.end() && is_cut_off(log, files.back().file, newest)) {
+        files.back().taken = files.back().file.upToEnd(newest.taken);
+        files.erase(first, files.end() - 1);
+        return log.path + ": is shorter than what was taken of it; going on from its end, past "
+                          "what was written since";
+    }
     return log.path +
            ": the log that was being read is gone, with what it held after the last line taken; "
            "going on from the beginning of " +
-           (next == files.end() ? "the next one" : next->file.place().name);
+           (first == files.end() ? "the next one" : first->file.place().name);
 }
 
 // The file before the newest one known, of which nothing was taken: it is known by its inode, and,
@@ -165,7 +209,7 @@ void find_older(const Place &log, const Names &names, std::size_t end, const Log
     const TakenFile &older = position.files[0];
     std::deque<UnreadFile> passed;
     if (older.taken > 0) {
-        if (find_taken(log, names, end, older, nullptr, passed) < end) {
+        if (find_taken(log, names, end, older, nullptr, passed).file != nullptr) {
             files.push_front(std::move(passed.front()));
         }
     } else if (end > 0) {
@@ -181,10 +225,10 @@ void find_rotated(const Place &log, const LogPosition &position, const Names &na
     std::deque<UnreadFile> &files = unread.files;
     const TakenFile &newest = position.files.back();
     const TakenFile *const older = position.files.size() > 1 ? &position.files[0] : nullptr;
-    const std::size_t found = find_taken(log, names, names.size(), newest, older, files);
-    if (found < names.size() && files.front().file.isKnownAs(newest)) {
+    const Found found = find_taken(log, names, names.size(), newest, older, files);
+    if (found.file == &newest) {
         if (older != nullptr) {
-            find_older(log, names, found, position, files);
+            find_older(log, names, found.place, position, files);
         }
         return;
     }
@@ -195,12 +239,12 @@ void find_rotated(const Place &log, const LogPosition &position, const Names &na
             "there");
     }
     const bool was_looked_at = older != nullptr || newest.inode != 0;
-    while (found == names.size() && was_looked_at && !files.empty() &&
+    while (found.file == nullptr && was_looked_at && !files.empty() &&
            files.front().file.place().name != log.name && !is_late(files.front(), newest, newest)) {
         files.pop_front();
     }
     if (newest.taken > 0) {
-        unread.message = message_of_loss(log, files);
+        unread.message = go_on(log, newest, files);
     }
 }
 
@@ -215,7 +259,7 @@ LogPosition first_position(const Place &log)
 {
     LogPosition position;
     const Names names = rotated_logs(log);
-    const LogFile current = open_log(log, log.name);
+    LogFile current = open_log(log, log.name);
     for (auto name = names.rbegin(); name != names.rend() && position.files.empty(); ++name) {
         LogFile file = open_log(log, *name);
         const TakenFile taken = file.asTaken(read_lines(file, 0, nullptr));

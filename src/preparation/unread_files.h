@@ -11,12 +11,15 @@
 //
 // The log and the files that it was rotated to are a chain in the order of time. The position tells
 // the file that was being read and an older one, which its writer may still have open; both are
-// found by how they begin, or, while no line of them is taken, by inode and time. What is unread is the rest of both and all that is newer than them:
-// - The log begins as before: only the rest of it, and of the older file.
-// - A rotated file does: the rest of it, the files after it, and the log.
-// - Only the older one is found: what follows it, and a message that the other one is gone.
-// - None is: the log, and those files that were written to after the last look at the log; also
-//   with the message.
+// found by what was taken of them, or, while no line of them is, by inode and time. What is unread is
+// the rest of both and all that is newer than them:
+// - The log is the file that was being read: only the rest of it, and of the older file.
+// - A rotated file is: the rest of it, the files after it, and the log.
+// - Only the older one is found: what follows it.
+// - None is: the log, and those files that were written to after the last look at the log.
+// In the last two cases a message tells that the file is gone. But where one of the files that are
+// unread holds what was taken last, at another place, a log was edited: what follows that is unread,
+// with a message. Of a log whose end was cut off nothing is unread, with a message, too.
 // Where the log is missing and was not rotated, nothing is read, as it may be back some day.
 // A copy of the log that has not been truncated yet is part of it and not read by itself.
 

@@ -35,13 +35,17 @@ protected:
     }
 
     // Runs a shell script in the directory of the logs, with the log as $l and its position as $p. `new FILE` adds a
-    // line to it, `prep` prepares the logs.
+    // line to it, `prep` prepares the logs; `much N` has many lines taken, whose beginning is f then, and `keep` adds its
+    // input to what is to come over.
     void inLogs(const std::string &script) const
     {
         const Outcome outcome =
             run_program({"sh", "-ec",
                          "l=access_log; p=$PWD/p/var/log_positions/d/$l; r=$PWD; cd " + logs +
-                             "\nnew() { n=x$n; echo $n | tee -a $r/all >>$1; }; prep() { (cd $r; $0 2>&1) }\n" + script,
+                             "\nnew() { n=x$n; echo $n | tee -a $r/all >>$1; }; prep() { (cd $r; $0 2>&1) }; keep() { "
+                             "tee -a $r/all; }\n"
+                             "much() { seq ${1}000 ${1}999 | keep >>$l; prep; new $l; head -n 950 $l >f; }\n" +
+                             script,
                          STATISTICS_LOG_PROCESSOR});
         EXPECT_EQ(outcome.status, 0) << script << outcome.err;
     }
@@ -110,6 +114,12 @@ TEST_F(Preparation, FollowsRotation)
         "prep; mkdir f; mv $l $l.5.gz f; prep | grep -q missing; prep | grep -q missing; mv f/* .; rmdir f",
         "prep; mv $l $l.1; new $l; prep; mv $l f; prep | grep -q missing; prep | grep -q missing; mv f $l",
         "prep; mv $l $l.1; new $l; prep; mkdir f; mv $l $l.1 f; prep | grep -q missing; mv f/* .; rmdir f",
+        "sed -i 's/ ending [0-9]*//' $p",                             // as positions were once
+        "echo x | gzip | head -c 15 >$l.8.gz; mv $l $l.1; gzip $l.1", // nothing that was taken is in the damaged one
+        "s=$(stat -c %s $l); cp $l $l.1; : >$l; truncate -s $s $l",   // its writer goes on behind the hole
+        "much 2; cp $l $l.1; keep <f >$l",                            // the new log begins as the old one does
+        "much 2; cp $l $l.1; gzip $l.1; (cat f; seq 9000) | keep >$l",
+        "much 2; cp $l $l.2; (cat f; seq 2 9) | keep >$l; cp $l $l.1; (cat f; seq 9000) | keep >$l",
         "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
         "mv $l $l.1; gzip $l.1; new $l; mv $l.1.gz $l.2.gz; gzip $l; mv $l.gz $l.1.gz",
         "mv $l $l.1; new $l.1; new $l; prep; new $l.1; mv $l.1 $l.2; gzip $l.2; mv $l $l.1; new $l", // late once more
@@ -152,8 +162,16 @@ TEST_F(Preparation, SaysWhatIsLost)
     write(std::string(5000, 'x') + "\n");
     prepare();
     inLogs("truncate -s 4999 $l");
-    EXPECT_EQ(prepare(1), "access_log: is shorter than what was taken of it; going on from its end\n");
+    EXPECT_EQ(prepare(1),
+              "access_log: is shorter than what was taken of it; going on from its end, past what was written since\n");
     writeLine();
+    expectAll();
+    inLogs("much 2; sed -i 5,9d $l; keep <f >>$l");
+    EXPECT_EQ(prepare(1), "access_log: was edited; going on after the last line taken, in access_log\n");
+    inLogs("much 3; new $l; tail -n 500 $l >$l.1; keep <f >>$l.1; gzip $l.1; : >$l");
+    EXPECT_EQ(prepare(1), "access_log: was edited; going on after the last line taken, in access_log.1.gz\n");
+    inLogs("much 4; prep; mv $l $l.1; rm $l.1; (cat f; seq 5000 9000) | keep >$l");
+    EXPECT_EQ(prepare(1), gone + "access_log\n");
     expectAll();
     inLogs("rm $l; : >$l");
     EXPECT_EQ(prepare(1), gone + "access_log\n");
@@ -210,7 +228,8 @@ TEST_F(Preparation, ServesTheOtherLogsAndLosesNothingWhereOneIsBad)
 TEST_F(Preparation, FollowsLinksOfRootToALogAndToADomain)
 {
     fs::create_directory("apache");
-    fs::create_symlink("../../../../apache/a.log", logs + "access_log");
+    fs::create_symlink("apache", "web");
+    fs::create_symlink("../../../../web/a.log", logs + "access_log");
     fs::create_symlink("d", "v/system/alias"); // its logs are the same
     write_file("v/system/file", "");
     writeLine();
