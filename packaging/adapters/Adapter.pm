@@ -30,12 +30,15 @@ sub is_adapter {
 }
 
 # The program that is adapted: the one that the environment names in the variable, unless that is
-# empty, or else the first one that there is of the usual places.
+# empty, or else the first one that there is of the usual places. An adapter that is started with
+# --find-stock alone does no more than to look for it, and fails where there is none.
 sub stock_program {
     my ($what, $variable, @usual_places) = @_;
     my $named = $ENV{$variable} // '';
     for my $path ($named ne '' ? $named : @usual_places) {
-        return $path if -f $path && -r _ && !is_adapter($path);
+        next if !-f $path || !-r _ || is_adapter($path);
+        exit 0 if "@ARGV" eq '--find-stock';
+        return $path;
     }
     fail("$variable names no $what: $named") if $named ne '';
     fail("there is no $what at @usual_places; name it in $variable");

@@ -139,11 +139,11 @@ sub is_complete {
 }
 
 $| = 1;
+my $builder = stock_program('page builder of AWStats', 'AWSTATS_STOCK_BUILDER', @usual_places);
 my @words = join_values(@ARGV);
 my $config = value_of('config', @words) // fail('there is no -config');
 my $directory = value_of('dir', @words) // '.';
 my $page = "awstats.$config.html";
-my $builder = stock_program('page builder of AWStats', 'AWSTATS_STOCK_BUILDER', @usual_places);
 my ($status, $made, @pages) = build_pages($builder, @words);
 exit $status if $status != 0;
 fail("the pages of $config are not made, or not all of them; see above") if $made ne $page;

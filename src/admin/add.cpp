@@ -263,5 +263,11 @@ int add_command(const std::vector<std::string> &words)
     std::cout << "Added " << domain.paths.domain << ": its logs are in "
               << logs_dir_path(domain.paths) << ", its pages in "
               << statistics_dir_path(domain.paths) << "\n";
+    for (const LogLink &link : domain.links) {
+        if (!is_there(link.target)) {
+            std::cerr << "statistics_admin: " + link.target +
+                             " is not there yet: is that the right path?\n";
+        }
+    }
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "admin/changes.h"
 
 #include "admin/command.h"
+#include "admin/ending_signals.h"
 #include "admin/stored_file.h"
 
 #include <sys/stat.h>
@@ -19,12 +20,6 @@ bool is_directory(const std::string &path)
     return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// Removes the file at the end of its life.
-struct TemporaryFile {
-    std::string path;
-    ~TemporaryFile() { ::unlink(path.c_str()); }
-};
-
 } // namespace
 
 bool is_there(const std::string &path)
@@ -35,11 +30,7 @@ bool is_there(const std::string &path)
 
 Changes::Changes()
 {
-    sigset_t ending;
-    ::sigemptyset(&ending);
-    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-        ::sigaddset(&ending, signal);
-    }
+    const sigset_t ending = ending_signals();
     ::sigprocmask(SIG_BLOCK, &ending, &signals_before_);
 }
 
@@ -77,9 +68,8 @@ bool Changes::make_dir(const std::string &name, mode_t mode)
 
 void Changes::write_file(const std::string &path, const std::string &text, mode_t mode)
 {
-    const TemporaryFile file = {path + ".new"};
-    store_file(file.path, text, mode);
-    if (::link(file.path.c_str(), path.c_str()) != 0) {
+    const NewFile file(path, text, mode);
+    if (::link(file.name().c_str(), path.c_str()) != 0) {
         throw refusal_of(path, errno);
     }
     made_.push_back(path);

@@ -5,6 +5,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -20,6 +21,11 @@ std::string make_command(const std::string &path, const char *mode)
     return std::string("install -d -m ") + mode + " " + shell_quote(path);
 }
 
+std::string without_slashes(const std::string &path)
+{
+    return path.substr(0, std::max<std::size_t>(1, path.find_last_not_of('/') + 1));
+}
+
 } // namespace
 
 void Checklist::add(ProblemKind kind, const std::string &what, const std::string &mend)
@@ -27,8 +33,7 @@ void Checklist::add(ProblemKind kind, const std::string &what, const std::string
     problems_.push_back({kind, domain_, what, mend});
 }
 
-bool Checklist::expect_directory(const std::string &path, const struct stat &found,
-                                 const char *mode)
+bool Checklist::expect_kind(const std::string &path, const struct stat &found, const char *mode)
 {
     const std::string word = shell_quote(path);
     if (found.st_mode == 0) {
@@ -47,14 +52,44 @@ bool Checklist::expect_directory(const std::string &path, const struct stat &fou
     return false;
 }
 
+bool Checklist::expect_directory(const std::string &path, const struct stat &found,
+                                 const char *mode)
+{
+    if (!expect_kind(path, found, mode)) {
+        return false;
+    }
+    if (disks_.count({found.st_dev, false}) == 0) {
+        expect_disk(path, found.st_dev);
+    }
+    return true;
+}
+
 void Checklist::expect_shared_directory(const std::string &path, Written written, const char *mode)
 {
     struct stat found = {};
     if (::stat(path.c_str(), &found) != 0) {
         found.st_mode = 0;
     }
-    if (expect_directory(path, found, mode) && written == Written::yes) {
+    if (expect_kind(path, found, mode) && written == Written::yes) {
         expect_disk(path, found.st_dev);
+    }
+    above_.insert(without_slashes(path));
+    expect_owner_above(path);
+}
+
+void Checklist::expect_owner_above(const std::string &path)
+{
+    std::string above = without_slashes(path);
+    while (above.find('/') != std::string::npos && above != "/") {
+        above = without_slashes(above.substr(0, above.rfind('/') + 1));
+        struct stat found = {};
+        if (!above_.insert(above).second || ::stat(above.c_str(), &found) != 0) {
+            continue;
+        }
+        if ((found.st_mode & S_ISVTX) != 0) {
+            found.st_mode &= ~static_cast<mode_t>(S_IWGRP | S_IWOTH);
+        }
+        expect_owner(above, found);
     }
 }
 
@@ -82,17 +117,23 @@ void Checklist::expect_program(const std::string &path, const std::string &mend)
             "chmod 755 " + shell_quote(path));
     } else {
         expect_owner(path, found);
+        expect_owner_above(path);
     }
 }
 
 void Checklist::expect_disk(const std::string &path, dev_t device)
 {
     struct statvfs disk = {};
-    if (!devices_.insert(device).second || ::statvfs(path.c_str(), &disk) != 0) {
+    if (::statvfs(path.c_str(), &disk) != 0) {
+        return;
+    }
+    // In the service, directories of one file system can be read-only or not.
+    const bool is_read_only = (disk.f_flag & ST_RDONLY) != 0;
+    if (!disks_.insert({device, is_read_only}).second) {
         return;
     }
     const std::string name = "the file system of " + path;
-    if ((disk.f_flag & ST_RDONLY) != 0) {
+    if (is_read_only) {
         add(ProblemKind::disk, name + " is read-only",
             "mount -o remount,rw \"$(findmnt -no TARGET -T " + shell_quote(path) +
                 ")\", or name the directory in the service's ReadWritePaths=");

@@ -6,6 +6,7 @@
 
 #include <set>
 #include <string>
+#include <utility>
 
 // The problems that have been found so far, and the looks that many checks take.
 class Checklist
@@ -17,12 +18,12 @@ public:
     void add(ProblemKind kind, const std::string &what, const std::string &mend);
 
     // That what was found at the path, its links not followed (st_mode 0: nothing), is a directory
-    // in which nobody but root may write. Returns whether it is a directory. mode: what a missing one
-    // has to be made with.
+    // in which nobody but root may write, on a file system that takes what is written. Returns
+    // whether it is a directory. mode: what a missing one has to be made with.
     bool expect_directory(const std::string &path, const struct stat &found, const char *mode);
 
-    // That there is such a directory; a link to one will do. Where runs write to it, its file
-    // system has to take that.
+    // That there is such a directory, also by a link, and that nobody but root can put another in its
+    // place. Whether its file system takes what is written matters only where runs write to it.
     enum class Written { yes, no };
     void expect_shared_directory(const std::string &path, Written written,
                                  const char *mode = "755");
@@ -30,16 +31,22 @@ public:
     // That nobody but root may write.
     void expect_owner(const std::string &path, const struct stat &found);
 
-    // That it is a program.
+    // The same of the directories above the path; one in which everybody can only touch what is his
+    // own, as in /tmp, will do.
+    void expect_owner_above(const std::string &path);
+
+    // That it is a program that only root can change or replace.
     void expect_program(const std::string &path, const std::string &mend);
 
     const Problems &problems() const { return problems_; }
 
-    // That the file system of the path, which is on that device, takes what is written.
+private:
+    bool expect_kind(const std::string &path, const struct stat &found, const char *mode);
     void expect_disk(const std::string &path, dev_t device);
 
-private:
     Problems problems_;
     std::string domain_;
-    std::set<dev_t> devices_; // whose file systems have been looked at
+    std::set<std::string> above_; // directories that have been looked at
+    std::set<std::pair<dev_t, bool>>
+        disks_; // that have been looked at, and whether they are read-only
 };

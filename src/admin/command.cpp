@@ -2,6 +2,8 @@
 
 #include "domain/domain_name.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <iostream>
 
@@ -49,6 +51,9 @@ std::optional<ParsedWords> parse_words(const Usage &usage, po::options_descripti
             return std::nullopt;
         }
         po::notify(parsed.options);
+        if (::geteuid() != 0) {
+            throw Refusal("only root can do this");
+        }
     } catch (const po::error &error) {
         throw Refusal(std::string(error.what()) + "; see 'statistics_admin " + usage.name +
                       " --help'");

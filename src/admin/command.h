@@ -37,7 +37,7 @@ struct ParsedWords {
 
 // Reads the words behind a subcommand's name; --help is added to the options. Returns nothing after
 // it has printed the help that was asked for. Throws Refusal for words that the options do not
-// explain.
+// explain, and to whoever is not root.
 std::optional<ParsedWords> parse_words(const Usage &usage,
                                        boost::program_options::options_description options,
                                        const std::vector<std::string> &words);

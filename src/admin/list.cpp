@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <set>
 
 namespace po = boost::program_options;
 using nlohmann::ordered_json;
@@ -19,20 +20,6 @@ const Usage usage = {
     "Lists the domains, or those that are named: the generator and its services, what\n"
     "waits in the prepared logs and since when, when pages were last made, how many\n"
     "months there are, and the space that the pages take on the disk."};
-
-struct ListedService {
-    ServiceSurvey service;
-    PagesSurvey pages;
-};
-
-std::vector<ListedService> listed_services(const Surveyor &surveyor, const DomainSurvey &survey)
-{
-    std::vector<ListedService> listed;
-    for (const ServiceSurvey &service : survey.services) {
-        listed.push_back({service, surveyor.survey_pages(survey, *service.source)});
-    }
-    return listed;
-}
 
 void print_row(const std::vector<std::string> &cells)
 {
@@ -52,28 +39,21 @@ void print_row(const std::vector<std::string> &cells)
 void print_domain(const Surveyor &surveyor, const DomainSurvey &survey)
 {
     std::string services;
-    ServiceSurvey all;
-    PagesSurvey pages;
-    for (const ListedService &listed : listed_services(surveyor, survey)) {
-        if (listed.service.configured) {
-            services += (services.empty() ? "" : ",") + std::string(listed.service.source->service);
+    PagesSurvey all;
+    for (const ServiceSurvey &service : survey.services) {
+        if (service.configured) {
+            services += (services.empty() ? "" : ",") + std::string(service.source->service);
         }
-        all.waiting_bytes += listed.service.waiting_bytes;
-        if (listed.service.waiting_bytes != 0 &&
-            (all.waiting_since == 0 || listed.service.waiting_since < all.waiting_since)) {
-            all.waiting_since = listed.service.waiting_since;
-        }
-        pages.made = std::max(pages.made, listed.pages.made);
-        pages.bytes += listed.pages.bytes;
-        pages.months.insert(pages.months.end(), listed.pages.months.begin(),
-                            listed.pages.months.end());
+        const PagesSurvey pages = surveyor.survey_pages(survey, *service.source);
+        all.made = std::max(all.made, pages.made);
+        all.bytes += pages.bytes;
+        all.months.insert(all.months.end(), pages.months.begin(), pages.months.end());
     }
-    std::sort(pages.months.begin(), pages.months.end());
-    const auto months =
-        std::unique(pages.months.begin(), pages.months.end()) - pages.months.begin();
+    const std::set<std::string> months(all.months.begin(), all.months.end());
+    const Waiting waiting = survey.waiting();
     print_row({survey.domain, generator_name(survey.kind), services.empty() ? "-" : services,
-               size_text(all.waiting_bytes), time_text(all.waiting_since, "%Y-%m-%d"),
-               time_text(pages.made), std::to_string(months), size_text(pages.bytes)});
+               size_text(waiting.bytes), time_text(waiting.since, "%Y-%m-%d"), time_text(all.made),
+               std::to_string(months.size()), size_text(all.bytes)});
 }
 
 ordered_json time_json(std::time_t time)
@@ -84,14 +64,15 @@ ordered_json time_json(std::time_t time)
 ordered_json domain_json(const Surveyor &surveyor, const DomainSurvey &survey)
 {
     ordered_json services = ordered_json::array();
-    for (const ListedService &listed : listed_services(surveyor, survey)) {
-        services.push_back({{"service", listed.service.source->service},
-                            {"configured", listed.service.configured},
-                            {"waiting_bytes", listed.service.waiting_bytes},
-                            {"waiting_since", time_json(listed.service.waiting_since)},
-                            {"pages_made", time_json(listed.pages.made)},
-                            {"months", listed.pages.months},
-                            {"pages_bytes", listed.pages.bytes}});
+    for (const ServiceSurvey &service : survey.services) {
+        const PagesSurvey pages = surveyor.survey_pages(survey, *service.source);
+        services.push_back({{"service", service.source->service},
+                            {"configured", service.configured},
+                            {"waiting_bytes", service.waiting.bytes},
+                            {"waiting_since", time_json(service.waiting.since)},
+                            {"pages_made", time_json(pages.made)},
+                            {"months", pages.months},
+                            {"pages_bytes", pages.bytes}});
     }
     return {{"domain", survey.domain},
             {"generator", generator_name(survey.kind)},
@@ -126,9 +107,7 @@ int list_command(const std::vector<std::string> &words)
             continue;
         }
         if (json) {
-            std::cout << separator << "\n"
-                      << domain_json(surveyor, survey)
-                             .dump(2, ' ', false, ordered_json::error_handler_t::replace);
+            std::cout << separator << "\n" << json_text(domain_json(surveyor, survey));
             separator = ",";
         } else {
             print_domain(surveyor, survey);

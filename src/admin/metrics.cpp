@@ -1,7 +1,6 @@
 #include "admin/metrics.h"
 
 #include "admin/stored_file.h"
-#include "admin/survey.h"
 #include "domain/log_position.h"
 
 #include <sys/stat.h>
@@ -61,14 +60,15 @@ void add_last_run(std::ostream &text)
 void write_metrics(const std::string &path, const Problems &problems, const Totals &totals)
 {
     const std::time_t now = std::time(nullptr);
+    const std::time_t since = totals.waiting.since == 0 ? now : totals.waiting.since;
     std::ostringstream text;
     add_domains(text, totals);
     add_last_run(text);
     add_problems(text, problems);
     add_value(text, "statistics_run_waiting_bytes", "Records that no run has taken in.",
-              totals.waiting_bytes);
+              totals.waiting.bytes);
     add_value(text, "statistics_run_waiting_seconds",
               "Age of the oldest record that no run has taken in.",
-              static_cast<std::uintmax_t>(std::max<std::time_t>(0, now - totals.waiting_since)));
+              static_cast<std::uintmax_t>(std::max<std::time_t>(0, now - since)));
     replace_file(path, text.str());
 }

@@ -1,19 +1,15 @@
 #pragma once
 
 #include "admin/problems.h"
-#include "domain/domains.h"
+#include "admin/survey.h"
 
-#include <cstdint>
-#include <ctime>
-#include <limits>
 #include <map>
 #include <string>
 
 // What a check has counted besides the problems.
 struct Totals {
     std::map<WebstatKind, std::size_t> domains;
-    std::uintmax_t waiting_bytes = 0;
-    std::time_t waiting_since = std::numeric_limits<std::time_t>::max();
+    Waiting waiting;
 };
 
 // Writes the problems by kind and the totals in Prometheus' text format to the file, which is replaced

@@ -12,9 +12,20 @@
 namespace
 {
 
+constexpr std::time_t lately = 40 * 86400;
+
 bool is_older(const timespec &left, const timespec &right)
 {
     return left.tv_sec != right.tv_sec ? left.tv_sec < right.tv_sec : left.tv_nsec < right.tv_nsec;
+}
+
+struct stat look(int at, const std::string &path, int flags)
+{
+    struct stat status = {};
+    if (::fstatat(at, path.c_str(), &status, flags) != 0) {
+        status.st_mode = 0;
+    }
+    return status;
 }
 
 } // namespace
@@ -33,77 +44,69 @@ Month MonthPagesSurveyor::newest_expired(const std::string &domain)
     return expired_;
 }
 
-// Counts the month if it has the page.
-bool MonthPagesSurveyor::page_is_older(const std::string &directory,
-                                       const std::string &configuration, const std::string &data,
-                                       Month month, nlink_t *months) const
+// The link index.html leads to AWStats' main page, and is made when all pages are there.
+bool MonthPagesSurveyor::page_is_older(const std::string &directory, Month month,
+                                       const struct stat &data) const
 {
-    const std::string page =
-        directory + "/" + month_name(month) + "/awstats." + configuration + ".html";
-    struct stat made = {};
-    struct stat source = {};
-    if (::fstatat(surveyor_.directory(), page.c_str(), &made, 0) != 0) {
-        return true;
-    }
-    ++*months;
-    return ::stat(data.c_str(), &source) == 0 && is_older(made.st_mtim, source.st_mtim);
+    const std::string page = directory + "/" + month_name(month) + "/index.html";
+    const struct stat made = look(surveyor_.directory(), page, 0);
+    return made.st_mode == 0 || is_older(made.st_mtim, data.st_mtim);
 }
 
-void MonthPagesSurveyor::list_expired(const std::string &directory, const std::string &domain,
-                                      MonthPages &pages)
+// The newest of the months that are not kept goes only when the next records of the log come.
+std::vector<Month> MonthPagesSurveyor::expired_months(const std::string &directory,
+                                                      Month newest) const
 {
     std::vector<Month> months;
     read_directory(surveyor_.directory(), directory.c_str(),
                    [&](const char *name, unsigned char type) {
                        const Month month = type == DT_LNK ? no_month : month_of_name(name);
-                       if (month != no_month && month < this_month_) {
+                       if (month != no_month && month < newest) {
                            months.push_back(month);
                        }
                    });
-    if (months.empty()) {
-        return;
-    }
-    const Month newest = newest_expired(domain);
     std::sort(months.begin(), months.end());
-    // The newest of them goes only when the next records of the log come.
-    std::copy_if(months.begin(), months.end(), std::back_inserter(pages.expired),
-                 [&](Month month) { return month < newest; });
+    return months;
 }
 
-MonthPages MonthPagesSurveyor::survey(const std::string &domain, const LogSource &source)
+MonthPages MonthPagesSurveyor::survey(const std::string &domain, const LogSource &source,
+                                      Looked looked)
 {
     MonthPages pages;
+    const int at = surveyor_.directory();
     const std::string directory = domain + "/statistics/" + source.webstat_dir;
     const std::string configuration = domain + "-" + source.service;
-    if (::fstatat(surveyor_.directory(), directory.c_str(), &pages.directory,
-                  AT_SYMLINK_NOFOLLOW) != 0) {
-        pages.directory.st_mode = 0;
-    }
+    pages.directory = look(at, directory, AT_SYMLINK_NOFOLLOW);
     const nlink_t subdirectories =
         S_ISDIR(pages.directory.st_mode) ? pages.directory.st_nlink - 2 : 0;
     const AwstatsData::Files files = data_.files_of(domain, source.service, subdirectories != 0);
     pages.data = files.months;
-    nlink_t with_pages = 0;
-    Month newest_gone = no_month;
-    for (const Month month : pages.data) {
-        if (month < this_month_ && newest_gone == no_month) {
-            newest_gone = newest_expired(domain);
+    const bool has_past = !pages.data.empty() && pages.data.front() < this_month_;
+    const Month newest_gone = has_past ? newest_expired(domain) : no_month;
+    nlink_t kept = 0;
+    bool is_looked_at = true;
+    for (auto month = pages.data.rbegin(); month != pages.data.rend() && *month > newest_gone;
+         ++month) {
+        ++kept;
+        struct stat data = {};
+        if (!is_looked_at || ::stat(files.path(configuration, *month).c_str(), &data) != 0) {
+            continue;
         }
-        if (month > newest_gone &&
-            page_is_older(directory, configuration, files.path(configuration, month), month,
-                          &with_pages)) {
-            pages.stale.push_back(month);
+        is_looked_at = looked == Looked::all || data.st_mtime > now_ - lately;
+        if (is_looked_at && page_is_older(directory, *month, data)) {
+            pages.stale.insert(pages.stale.begin(), *month);
         }
     }
     // Most file systems tell by a directory's links how many there are in it.
-    if (subdirectories != with_pages) {
-        list_expired(directory, domain, pages);
+    if (subdirectories != kept) {
+        pages.expired = expired_months(directory, newest_expired(domain));
     }
-    char target[64];
     if (!pages.data.empty() && pages.data.back() >= this_month_) {
-        const ssize_t length = ::readlinkat(surveyor_.directory(), (directory + "/current").c_str(),
-                                            target, sizeof target);
+        char target[64];
+        const ssize_t length =
+            ::readlinkat(at, (directory + "/current").c_str(), target, sizeof target);
         pages.current.assign(target, length > 0 ? static_cast<std::size_t>(length) : 0);
+        pages.this_month = look(at, directory + "/" + month_name(this_month_), AT_SYMLINK_NOFOLLOW);
     }
     return pages;
 }

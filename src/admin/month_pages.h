@@ -13,9 +13,19 @@
 struct MonthPages {
     struct stat directory = {}; // of all months; st_mode is 0 if there is nothing
     std::vector<Month> data;    // months that there is data of, in order
-    std::vector<Month> stale;   // those that are kept, but have no page as new as the data
+    std::vector<Month> stale;   // those that are kept, but have no index.html as new as the data
     std::vector<Month> expired; // months that are not kept any more, but have pages
-    std::string current; // where the link "current" leads; empty if it is no link or not looked at
+    struct stat this_month =
+        {}; // of this month's directory; st_mode is 0 if there is nothing, or no data
+    std::string
+        current; // where the link "current" leads; empty if it is no link, or no data of this month
+};
+
+// Which months are looked at for pages older than their data.
+enum class Looked {
+    all,
+    lately_changed // the newest ones, up to one whose data is older than 40 days: AWStats never
+                   // writes to a month before that of its last record
 };
 
 class MonthPagesSurveyor
@@ -23,8 +33,7 @@ class MonthPagesSurveyor
 public:
     explicit MonthPagesSurveyor(const Surveyor &surveyor);
 
-    // "current" is looked at only if there is data of this month.
-    MonthPages survey(const std::string &domain, const LogSource &source);
+    MonthPages survey(const std::string &domain, const LogSource &source, Looked looked);
 
     Month this_month() const { return this_month_; }
 
@@ -33,9 +42,8 @@ public:
     Month newest_expired(const std::string &domain);
 
 private:
-    bool page_is_older(const std::string &directory, const std::string &configuration,
-                       const std::string &data, Month month, nlink_t *months) const;
-    void list_expired(const std::string &directory, const std::string &domain, MonthPages &pages);
+    bool page_is_older(const std::string &directory, Month month, const struct stat &data) const;
+    std::vector<Month> expired_months(const std::string &directory, Month newest) const;
 
     const Surveyor &surveyor_;
     std::time_t now_;

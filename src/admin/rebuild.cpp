@@ -73,15 +73,20 @@ Selection read_words(const ParsedWords &words)
     return selection;
 }
 
+Month selected_month(const Selection &selection, const MonthPagesSurveyor &surveyor)
+{
+    return selection.month == no_month ? surveyor.this_month() : selection.month;
+}
+
 // The months of a service that are to be rebuilt; none where AWStats has no data of the month.
 std::vector<Month> selected_months(const Selection &selection, const std::string &domain,
                                    const LogSource &source, MonthPagesSurveyor &surveyor)
 {
-    const MonthPages pages = surveyor.survey(domain, source);
+    const MonthPages pages = surveyor.survey(domain, source, Looked::all);
     if (selection.stale) {
         return pages.stale;
     }
-    const Month month = selection.month == no_month ? surveyor.this_month() : selection.month;
+    const Month month = selected_month(selection, surveyor);
     if (std::find(pages.data.begin(), pages.data.end(), month) == pages.data.end()) {
         return {};
     }
@@ -169,23 +174,18 @@ void complain(const std::string &name, const std::string &reason)
     std::cerr << "statistics_admin: " + name + ": " + reason + "\n";
 }
 
-} // namespace
-
-int rebuild_command(const std::vector<std::string> &words)
+int rebuild(const Selection &selection)
 {
-    const auto parsed = parse_words(usage, describe_options(), words);
-    if (!parsed) {
-        return 0;
-    }
-    require_readable_configuration();
-    const Selection selection = read_words(*parsed);
-    const Descriptor lock = take_run_lock(parsed->has("wait") ? RunLock::wait : RunLock::refuse);
     const Surveyor surveyor;
     MonthPagesSurveyor months(surveyor);
     int status = 0;
     const std::vector<Job> jobs = selection.domains.empty()
                                       ? plan_all(selection, surveyor, months, status)
                                       : plan_named(selection, surveyor, months);
+    if (jobs.empty() && !selection.stale) {
+        std::cout << "No AWStats domain keeps data of "
+                  << month_name(selected_month(selection, months)) << "\n";
+    }
     Progress progress("Making pages", jobs.size());
     for (const Job &job : jobs) {
         const std::string name =
@@ -206,4 +206,18 @@ int rebuild_command(const std::vector<std::string> &words)
         status = 1;
     }
     return status;
+}
+
+} // namespace
+
+int rebuild_command(const std::vector<std::string> &words)
+{
+    const auto parsed = parse_words(usage, describe_options(), words);
+    if (!parsed) {
+        return 0;
+    }
+    require_readable_configuration();
+    const Selection selection = read_words(*parsed);
+    return work_under_run_lock(parsed->has("wait") ? RunLock::wait : RunLock::refuse,
+                               [&] { return rebuild(selection); });
 }

@@ -40,10 +40,7 @@ std::vector<std::string> configurations_of(const DomainPaths &paths)
 
 void refuse_while_records_wait(const DomainSurvey &survey)
 {
-    std::uintmax_t bytes = 0;
-    for (const ServiceSurvey &service : survey.services) {
-        bytes += service.waiting_bytes;
-    }
+    const std::uintmax_t bytes = survey.waiting().bytes;
     if (bytes != 0) {
         throw Refusal(survey.domain + ": " + std::to_string(count_waiting_records(survey)) +
                       " records (" + std::to_string(bytes) +

@@ -1,14 +1,17 @@
 #include "admin/run_lock.h"
 
 #include "admin/command.h"
+#include "admin/ending_signals.h"
 #include "admin/places.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <iostream>
-#include <string>
 
 namespace
 {
@@ -19,14 +22,44 @@ Descriptor open_lock(int flags)
     return Descriptor(::open(run_lock_path, flags | O_RDONLY | O_CLOEXEC | O_NOFOLLOW, 0600));
 }
 
+std::string lock_directory()
+{
+    const std::string path = run_lock_path;
+    return path.substr(0, path.rfind('/'));
+}
+
+// Waits for the child and for what becomes a child of this process when the child ends. The signals,
+// which are blocked, are passed on to the child. Returns the status of the child's end.
+int wait_for_all(pid_t child, const sigset_t &signals)
+{
+    int child_status = 0;
+    bool child_runs = true;
+    for (;;) {
+        int status = 0;
+        pid_t ended = 0;
+        while ((ended = ::waitpid(-1, &status, WNOHANG)) > 0) {
+            if (ended == child) {
+                child_runs = false;
+                child_status = status;
+            }
+        }
+        if (ended == -1) {
+            return child_status;
+        }
+        int signal = 0;
+        if (::sigwait(&signals, &signal) == 0 && signal != SIGCHLD && child_runs) {
+            ::kill(child, signal);
+        }
+    }
+}
+
 } // namespace
 
 Descriptor take_run_lock(RunLock if_held)
 {
     const std::string path = run_lock_path;
-    const std::string directory = path.substr(0, path.rfind('/'));
-    if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) {
-        throw refusal_of(directory, errno);
+    if (::mkdir(lock_directory().c_str(), 0700) != 0 && errno != EEXIST) {
+        throw refusal_of(lock_directory(), errno);
     }
     Descriptor lock = open_lock(O_CREAT);
     if (!lock.is_open()) {
@@ -48,8 +81,35 @@ Descriptor take_run_lock(RunLock if_held)
     return lock;
 }
 
+int work_under_run_lock(RunLock if_held, const std::function<int()> &work)
+{
+    const Descriptor lock = take_run_lock(if_held);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    sigset_t before;
+    sigset_t signals = ending_signals();
+    ::sigaddset(&signals, SIGCHLD);
+    ::sigprocmask(SIG_BLOCK, &signals, &before);
+    std::cout.flush();
+    const pid_t child = ::fork();
+    const int error_number = errno;
+    const int status = child > 0 ? wait_for_all(child, signals) : 0;
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+    if (child == -1) {
+        throw refusal_of("fork", error_number);
+    }
+    if (child == 0) {
+        return work();
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 bool run_lock_is_held()
 {
     const Descriptor lock = open_lock(0);
     return lock.is_open() && lock_descriptor(lock.get(), false) != 0 && errno == EWOULDBLOCK;
+}
+
+std::string under_run_lock(const std::string &command)
+{
+    return "install -d -m 700 " + lock_directory() + " && flock " + run_lock_path + " " + command;
 }

@@ -2,6 +2,9 @@
 
 #include "util/descriptors.h"
 
+#include <functional>
+#include <string>
+
 // The lock that keeps runs apart from each other and from whoever else works on a domain's logs and
 // pages. The directory above it is made, open to root only, if it is missing.
 
@@ -11,5 +14,15 @@ enum class RunLock { refuse, wait };
 // error, or throws Refusal. Throws Refusal, too, if it can't be taken at all.
 Descriptor take_run_lock(RunLock if_held);
 
+// Takes the lock as take_run_lock does and works under it in a child process, which goes on from here
+// and ends with the program, while this process holds the lock until the child and all that it has
+// started have ended, also where the child is killed. Signals that ask to end are passed on to the
+// child. In the child, returns what the work does; in this process the child's exit status, or 128 and
+// the number of the signal that ended it.
+int work_under_run_lock(RunLock if_held, const std::function<int()> &work);
+
 // Whether somebody holds the lock.
 bool run_lock_is_held();
+
+// A shell command that runs the command under the lock.
+std::string under_run_lock(const std::string &command);

@@ -4,6 +4,7 @@
 #include "config/config_path.h"
 #include "config/server_config.h"
 #include "domain/log_position.h"
+#include "exec/process.h"
 #include "util/report.h"
 
 #include <algorithm>
@@ -13,8 +14,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace
@@ -53,13 +56,36 @@ OwnedConfig read_configuration()
     return config;
 }
 
-bool is_known(const char *name)
+// The letters and digits of a name.
+std::string bare(const std::string &name)
 {
-    const auto shown = log_output;
-    log_output = keep_message;
-    const bool known = conf_get_by_name(name) != nullptr;
-    log_output = shown;
-    return known;
+    std::string letters;
+    for (const char character : name) {
+        if (character != '_') {
+            letters += static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+        }
+    }
+    return letters;
+}
+
+// The setting that was probably meant by a name that is none: they differ in no more than two letters side
+// by side. Null if there is none: the file can hold what others need.
+const char *meant_by(const std::string &name)
+{
+    const std::string letters = bare(name);
+    for (const char *const setting :
+         {"AWSTATS_BIN_D", "AWSTATS_TOOLS_D", "HTTPD_VHOSTS_D", "PRODUCT_ROOT_D", "WEB_STAT"}) {
+        const std::string wanted = bare(setting);
+        const auto [from, to] =
+            std::mismatch(letters.begin(), letters.end(), wanted.begin(), wanted.end());
+        const auto [last, last_wanted] =
+            std::mismatch(letters.rbegin(), std::make_reverse_iterator(from), wanted.rbegin(),
+                          std::make_reverse_iterator(to));
+        if (last.base() - from <= 2 && last_wanted.base() - to <= 2) {
+            return name == setting ? nullptr : setting;
+        }
+    }
+    return nullptr;
 }
 
 bool ends_with_space(const std::string &text)
@@ -73,27 +99,6 @@ std::string first_word(const std::string &command)
     return command.substr(0, command.find_first_of(" \t\n"));
 }
 
-// What the packaged adapters look for, and where.
-struct Stock {
-    const char *variable; // of the environment, which goes first
-    std::vector<std::string> places;
-};
-
-const Stock stock_webalizer = {
-    "STOCK_WEBALIZER",
-    {"/usr/bin/webalizer", "/usr/local/bin/webalizer", "/opt/webalizer/bin/webalizer"}};
-const Stock stock_awstats = {
-    "AWSTATS_STOCK_PROGRAM",
-    {"/usr/lib/cgi-bin/awstats.pl", "/usr/share/awstats/wwwroot/cgi-bin/awstats.pl",
-     "/usr/local/awstats/wwwroot/cgi-bin/awstats.pl", "/usr/lib/awstats/awstats.pl",
-     "/srv/www/cgi-bin/awstats/awstats.pl"}};
-const Stock stock_builder = {"AWSTATS_STOCK_BUILDER",
-                             {"/usr/share/awstats/tools/awstats_buildstaticpages.pl",
-                              "/usr/local/awstats/tools/awstats_buildstaticpages.pl",
-                              "/usr/lib/awstats/tools/awstats_buildstaticpages.pl",
-                              "/usr/local/www/awstats/tools/awstats_buildstaticpages.pl",
-                              "/usr/share/doc/awstats/examples/awstats_buildstaticpages.pl"}};
-
 bool is_adapter(const std::string &path)
 {
     std::ifstream file(path);
@@ -103,22 +108,21 @@ bool is_adapter(const std::string &path)
     return line == "use Adapter;";
 }
 
-void expect_generator(Checklist &checklist, const std::string &path, const Stock &stock)
+// The packaged adapters tell whether there is the generator that they adapt.
+void expect_generator(Checklist &checklist, const std::string &path)
 {
-    const std::string install = "install the package of the generator, or name its place in ";
-    checklist.expect_program(path, install + "zut.conf");
-    if (!is_adapter(path)) {
-        return;
-    }
-    const char *const named = std::getenv(stock.variable);
-    const std::vector<std::string> places =
-        named != nullptr && *named != '\0' ? std::vector<std::string>{named} : stock.places;
-    struct stat status = {};
-    if (std::none_of(places.begin(), places.end(), [&](const std::string &place) {
-            return ::stat(place.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-        })) {
-        checklist.add(ProblemKind::program, path + ": its generator is not at " + places[0],
-                      install + stock.variable);
+    const char *const mend = "install the package of the generator, or name its place in zut.conf";
+    checklist.expect_program(path, mend);
+    if (is_adapter(path)) {
+        std::string name = path;
+        std::string question = "--find-stock";
+        char *const words[] = {name.data(), question.data(), nullptr};
+        std::string output;
+        std::string answer;
+        if (korvo::forkExecvGetOutErr(output, answer, path, words) != 0) {
+            checklist.add(ProblemKind::program, answer.substr(0, answer.find('\n')),
+                          "install the package of the generator");
+        }
     }
 }
 
@@ -140,6 +144,7 @@ void check_configuration(Checklist &checklist)
         return;
     }
     checklist.expect_owner(path, status);
+    checklist.expect_owner_above(path);
     const OwnedConfig config = read_configuration();
     for (const std::string &message : messages) {
         checklist.add(ProblemKind::configuration,
@@ -147,11 +152,15 @@ void check_configuration(Checklist &checklist)
                       "write each line as a name, a blank and a value");
     }
     for (unsigned i = 0; i < config->count; ++i) {
-        if (!is_known(config->entries[i].name)) {
-            checklist.add(
-                ProblemKind::configuration,
-                std::string(path).append(": there is no setting ").append(config->entries[i].name),
-                "correct the name, or remove the line");
+        const char *const setting = meant_by(config->entries[i].name);
+        if (setting != nullptr) {
+            checklist.add(ProblemKind::configuration,
+                          std::string(path)
+                              .append(": there is no setting ")
+                              .append(config->entries[i].name)
+                              .append(", but ")
+                              .append(setting),
+                          "correct the name, or remove the line");
         }
         if (ends_with_space(config->entries[i].value)) {
             checklist.add(ProblemKind::configuration,
@@ -175,13 +184,11 @@ void check_server(Checklist &checklist, const std::map<WebstatKind, std::size_t>
     checklist.expect_shared_directory(panel_path("etc/awstats"), Written::no);
     checklist.expect_shared_directory(panel_path("var/awstats"), Written::yes);
     if (kinds.count(webstat_webalizer) != 0) {
-        expect_generator(checklist, first_word(conf_get(WEB_STAT)), stock_webalizer);
+        expect_generator(checklist, first_word(conf_get(WEB_STAT)));
     }
     if (kinds.count(webstat_awstats) != 0) {
-        expect_generator(checklist, std::string(conf_get(AWSTATS_BIN_D)) + "/awstats.pl",
-                         stock_awstats);
+        expect_generator(checklist, std::string(conf_get(AWSTATS_BIN_D)) + "/awstats.pl");
         expect_generator(checklist,
-                         std::string(conf_get(AWSTATS_TOOLS_D)) + "/awstats_buildstaticpages.pl",
-                         stock_builder);
+                         std::string(conf_get(AWSTATS_TOOLS_D)) + "/awstats_buildstaticpages.pl");
     }
 }

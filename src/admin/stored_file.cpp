@@ -10,7 +10,11 @@
 #include <cerrno>
 #include <cstdio>
 
-void store_file(const std::string &path, const std::string &text, mode_t mode)
+namespace
+{
+
+// Returns 0, or the error number.
+int store(const std::string &path, const std::string &text, mode_t mode)
 {
     Descriptor file(
         ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
@@ -22,18 +26,30 @@ void store_file(const std::string &path, const std::string &text, mode_t mode)
         stored = written > 0;
         from += stored ? written : 0;
     }
-    if (!stored || ::fsync(file.get()) != 0 || file.close() != 0) {
-        throw refusal_of(path, errno);
+    return stored && ::fsync(file.get()) == 0 && file.close() == 0 ? 0 : errno;
+}
+
+} // namespace
+
+NewFile::NewFile(const std::string &path, const std::string &text, mode_t mode)
+    : name_(path + ".new")
+{
+    const int error_number = store(name_, text, mode);
+    if (error_number != 0) {
+        ::unlink(name_.c_str());
+        throw refusal_of(path, error_number);
     }
+}
+
+NewFile::~NewFile()
+{
+    ::unlink(name_.c_str());
 }
 
 void replace_file(const std::string &path, const std::string &text)
 {
-    const std::string next = path + ".new";
-    store_file(next, text, 0644);
-    if (::rename(next.c_str(), path.c_str()) != 0) {
-        const int error_number = errno;
-        ::unlink(next.c_str());
-        throw refusal_of(path, error_number);
+    const NewFile file(path, text, 0644);
+    if (::rename(file.name().c_str(), path.c_str()) != 0) {
+        throw refusal_of(path, errno);
     }
 }

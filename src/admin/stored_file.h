@@ -4,10 +4,24 @@
 
 #include <string>
 
-// Writes the text to the file and has it stored on the disk. A file that is there is emptied first. Throws
-// Refusal if any of it fails; the file may then hold a part.
-void store_file(const std::string &path, const std::string &text, mode_t mode);
+// A text that is stored on the disk beside the place where it is to go, as "<path>.new", and is taken
+// away again at the end of the object's life unless it has been renamed.
+class NewFile
+{
+public:
+    // What lies there is replaced. Throws Refusal, with the path, if it can't be stored whole; then
+    // nothing is left.
+    NewFile(const std::string &path, const std::string &text, mode_t mode);
+    ~NewFile();
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
 
-// The same with "<path>.new", which then takes the place of the file: readers see the old text or the
-// new one.
+    const std::string &name() const { return name_; }
+
+private:
+    const std::string name_;
+};
+
+// Puts the text in the place of the file: readers see the old text or the new one. Throws Refusal, with
+// the path, if that fails; then the old one stays.
 void replace_file(const std::string &path, const std::string &text);

@@ -15,7 +15,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <iterator>
 
 namespace
@@ -34,25 +33,30 @@ std::string webalizer_month(const std::string &name)
     return is_page ? name.substr(6, 4) + "-" + name.substr(10, 2) : "";
 }
 
-// Adds what lies in a directory and below it to the pages' size and time.
-void measure(int at, const std::string &path, PagesSurvey &pages,
-             const std::function<void(const std::string &, bool)> &top)
+// Adds what lies in a directory and below it, but links, to the pages' size and time. Returns whether
+// there is an index.html in it.
+bool measure(int at, const std::string &path, PagesSurvey &pages, bool is_top)
 {
+    bool has_index = false;
     read_directory(at, path.c_str(), [&](const char *name, unsigned char type) {
         const std::string entry = path + "/" + name;
+        has_index = has_index || std::strcmp(name, "index.html") == 0;
         struct stat status = {};
         if (type == DT_LNK || !stat_at(at, entry, AT_SYMLINK_NOFOLLOW, &status)) {
             return;
         }
-        const bool is_directory = S_ISDIR(status.st_mode);
         pages.bytes += static_cast<std::uintmax_t>(status.st_blocks) * 512;
-        top(name, is_directory);
-        if (is_directory) {
-            measure(at, entry, pages, [](const std::string &, bool) {});
+        std::string month = webalizer_month(name);
+        if (S_ISDIR(status.st_mode)) {
+            month = measure(at, entry, pages, false) ? name : "";
         } else {
             pages.made = std::max(pages.made, status.st_mtime);
         }
+        if (is_top && month_of_name(month) != no_month) {
+            pages.months.push_back(month);
+        }
     });
+    return has_index;
 }
 
 // The name of the AWStats configuration that the file holds; empty if it holds none.
@@ -66,6 +70,28 @@ std::string configuration_of(const std::string &file)
 
 } // namespace
 
+Waiting &Waiting::operator+=(const Waiting &more)
+{
+    bytes += more.bytes;
+    since =
+        since == 0 || more.since == 0 ? std::max(since, more.since) : std::min(since, more.since);
+    return *this;
+}
+
+bool DomainSurvey::has_log(const std::string &name) const
+{
+    return std::find(log_names.begin(), log_names.end(), name) != log_names.end();
+}
+
+Waiting DomainSurvey::waiting() const
+{
+    Waiting all;
+    for (const ServiceSurvey &service : services) {
+        all += service.waiting;
+    }
+    return all;
+}
+
 Surveyor::Surveyor()
     : directory_(::open(domains_dir_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
 {
@@ -78,6 +104,10 @@ Surveyor::Surveyor()
                 domains_.emplace_back(name);
             }
         });
+    if (!read && errno == ENOENT) {
+        throw Refusal(domains_dir_path() +
+                      ": no such directory; run 'statistics_admin setup' first");
+    }
     if (!read) {
         throw refusal_of(domains_dir_path(), errno);
     }
@@ -133,15 +163,16 @@ DomainSurvey Surveyor::survey_named(const std::string &domain) const
 DomainSurvey Surveyor::survey(const std::string &domain) const
 {
     DomainSurvey survey;
-    struct stat status = {};
+    survey.domain = domain;
     if (!stat_at(directory(), domain + "/logs", AT_SYMLINK_NOFOLLOW, &survey.logs)) {
         survey.logs.st_mode = 0;
     }
     survey.has_logs =
-        S_ISDIR(survey.logs.st_mode) ||
-        (S_ISLNK(survey.logs.st_mode) && stat_at(directory(), domain + "/logs/", 0, &status));
-    survey.domain = domain;
-    if (stat_at(directory(), domain + "/conf/webalizer.conf", 0, &status)) {
+        survey.logs.st_mode != 0 && read_directory(directory(), (domain + "/logs/.").c_str(),
+                                                   [&](const char *name, unsigned char) {
+                                                       survey.log_names.emplace_back(name);
+                                                   });
+    if (stat_at(directory(), domain + "/conf/webalizer.conf", 0, &survey.webalizer_conf)) {
         survey.kind = webstat_webalizer;
     } else if (has_awstats_conf(domain, log_sources[0])) {
         survey.kind = webstat_awstats;
@@ -168,16 +199,17 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
     service.source = &source;
     service.configured =
         domain.kind == webstat_webalizer || has_awstats_conf(domain.domain, source);
-    const std::string log = domain.domain + "/logs/" + source.log_name + ".webstat";
+    const std::string name = std::string(source.log_name) + ".webstat";
+    const std::string log = domain.domain + "/logs/" + name;
     struct stat status = {};
-    if (!stat_at(directory(), log, 0, &status)) {
+    if (!domain.has_log(name) || !stat_at(directory(), log, 0, &status)) {
         return service;
     }
     service.wrong_type = !S_ISREG(status.st_mode);
     if (!service.wrong_type && status.st_size != 0) {
-        service.waiting_bytes = static_cast<std::uintmax_t>(status.st_size);
         const std::time_t since = first_record_time(log, 0);
-        service.waiting_since = since == -1 ? status.st_mtime : since;
+        service.waiting = {static_cast<std::uintmax_t>(status.st_size),
+                           since == -1 ? status.st_mtime : since};
     }
     return service;
 }
@@ -185,13 +217,7 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
 PagesSurvey Surveyor::survey_pages(const DomainSurvey &domain, const LogSource &source) const
 {
     PagesSurvey pages;
-    measure(directory(), domain.domain + "/statistics/" + source.webstat_dir, pages,
-            [&](const std::string &name, bool is_directory) {
-                const std::string month = is_directory ? name : webalizer_month(name);
-                if (month_of_name(month) != no_month) {
-                    pages.months.push_back(month);
-                }
-            });
+    measure(directory(), domain.domain + "/statistics/" + source.webstat_dir, pages, true);
     std::sort(pages.months.begin(), pages.months.end());
     return pages;
 }
@@ -205,7 +231,7 @@ std::uintmax_t count_waiting_records(const DomainSurvey &survey)
 {
     std::uintmax_t records = 0;
     for (const ServiceSurvey &service : survey.services) {
-        if (service.waiting_bytes == 0) {
+        if (service.waiting.bytes == 0) {
             continue; // it may be none that can be read to its end
         }
         std::ifstream log(prepared_log_path(domain_paths(survey.domain), *service.source),

@@ -18,14 +18,22 @@
 // The file in a domain's conf that tells that it is meant to have no generator.
 constexpr const char *no_statistics_name = "no_statistics";
 
+// Records in prepared logs, which no run has taken in.
+struct Waiting {
+    std::uintmax_t bytes = 0;
+    std::time_t since =
+        0; // the time of the oldest record, or of the last change of its log where that
+           // can't be told; 0 if there is none
+
+    Waiting &operator+=(const Waiting &more);
+};
+
 // A log with statistics of its own.
 struct ServiceSurvey {
     const LogSource *source = nullptr;
-    bool configured = false;          // Webalizer serves it, or AWStats has a configuration for it
-    std::uintmax_t waiting_bytes = 0; // of the prepared log
-    bool wrong_type = false;          // what lies in its place is no regular file
-    std::time_t waiting_since =
-        0; // the time of its first record, or of its last change where that can't be told
+    bool configured = false; // Webalizer serves it, or AWStats has a configuration for it
+    bool wrong_type = false; // what lies in the place of the prepared log is no regular file
+    Waiting waiting;
 };
 
 struct DomainSurvey {
@@ -33,21 +41,26 @@ struct DomainSurvey {
     struct stat logs =
         {}; // of the directory or what is in its place; st_mode is 0 if there is nothing
     bool has_logs = false; // it is a directory, or a link to one: a run takes it for a domain
+    std::vector<std::string> log_names; // of all that lies in it
     WebstatKind kind = webstat_none;
+    struct stat webalizer_conf = {};     // st_mode is 0 if there is none
     std::vector<ServiceSurvey> services; // in the order of the table of logs
+
+    bool has_log(const std::string &name) const;
+    Waiting waiting() const; // of all services
 };
 
 // The pages of one service.
 struct PagesSurvey {
-    std::vector<std::string> months; // "2026-11", in order
-    std::time_t made = 0;            // when the newest of them was made; 0 if there is none
+    std::vector<std::string> months; // "2026-11", in order; those that have their index.html
+    std::time_t made = 0;            // when the newest page was made; 0 if there is none
     std::uintmax_t bytes = 0;        // that they take on the disk
 };
 
 class Surveyor
 {
 public:
-    // Throws Refusal if the directory of all domains can't be read.
+    // Throws Refusal if the directory of all domains can't be read, or is missing.
     Surveyor();
 
     // All domains, in byte-wise order.

@@ -1,5 +1,7 @@
 #include "admin/texts.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 std::string time_text(std::time_t time, const char *format)
@@ -13,7 +15,6 @@ std::string time_text(std::time_t time, const char *format)
     return text;
 }
 
-// "0", "512 B", "1.5 KiB" and so on.
 std::string size_text(std::uintmax_t bytes)
 {
     const char *const units[] = {"B", "KiB", "MiB", "GiB", "TiB"};
@@ -25,4 +26,9 @@ std::string size_text(std::uintmax_t bytes)
     char text[32];
     std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
     return bytes == 0 ? "0" : text;
+}
+
+std::string json_text(const nlohmann::ordered_json &value)
+{
+    return value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

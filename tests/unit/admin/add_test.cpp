@@ -26,10 +26,12 @@ TEST_F(Add, SetUpMakesWhatIsMissing)
 TEST_F(Add, ARunTakesInWhatComesToANewDomain)
 {
     write_file("var/log/tls", "");
-    EXPECT_EQ(admin("add b.example --generator awstats --months 7 --service https --log "
-                    "access_ssl_log=$PWD/var/log/tls; " STATISTICS_ADMIN " add c.example --generator webalizer")
-                  .err,
-              "");
+    EXPECT_EQ(
+        admin("add b.example --generator awstats --months 7 --service https --log "
+              "access_ssl_log=$PWD/var/log/tls; " STATISTICS_ADMIN
+              " add c.example --generator webalizer --log xferlog=$PWD/var/log/slip; rm $V/c.example/logs/xferlog")
+            .err,
+        "statistics_admin: @/var/log/slip is not there yet: is that the right path?\n");
     const std::string added = "vhosts/system/b.example/";
     EXPECT_EQ(read_file(added + "conf/stat_ttl.conf"), "7\n");
     EXPECT_EQ(fs::read_symlink(added + "logs/access_ssl_log"), root() + "/var/log/tls");
@@ -87,6 +89,8 @@ a.example has a generator already: P/etc/awstats/awstats.a.example-http.conf; 's
     fs::remove("etc/zut/zut.conf");
     fs::create_directory("etc/zut/zut.conf");
     expect_refusal("list", "etc/zut/zut.conf: Is a directory\n");
+    EXPECT_EQ(shell("chmod 755 .; cp " STATISTICS_ADMIN " other; setpriv --reuid 7 ./other rebuild").err,
+              "statistics_admin: only root can do this\n");
 }
 
 TEST_F(Add, WhatWaitsIsNotRemovedUnasked)
@@ -107,7 +111,8 @@ TEST_F(Add, WhatWaitsIsNotRemovedUnasked)
 TEST_F(Add, ListsDomains)
 {
     ASSERT_EQ(shell("echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat\n"
-                    "head -c 1M /dev/zero >$PAGES/2024-05/large; find vhosts -exec touch -hd '2024-05-14 03:00' {} +")
+                    "head -c 1M /dev/zero >$PAGES/2024-05/large; mkdir $PAGES/2024-02; find vhosts -exec touch -hd "
+                    "'2024-05-14 03:00' {} +")
                   .status,
               0);
     expect_outcome(

@@ -53,6 +53,7 @@ protected:
         for (const std::string month : {"04", "05"}) {
             write_file("panel/var/awstats/awstats" + month + "2024.a.example-http.txt", "data\n");
             write_file(pages + "/2024-" + month + "/awstats.a.example-http.html", "page\n");
+            fs::create_symlink("awstats.a.example-http.html", pages + "/2024-" + month + "/index.html");
         }
         fs::create_symlink("2024-05", pages + "/current");
     }

@@ -50,6 +50,16 @@ statistics_admin: a.example does not keep 2014-01: see its conf/stat_ttl.conf
     }
 }
 
+TEST_F(Rebuild, KilledHoldsTheLockUntilItsPageBuilderHasEnded)
+{
+    write_file("fail", "*build*\necho >started; read go <go\n");
+    expect_outcome(shell("mkfifo started go; " STATISTICS_ADMIN " rebuild >&- 2>&- & cat started; "
+                         "worker=$(cat /proc/$!/task/$!/children); kill $!; while kill -0 $worker; do :; done 2>&-; "
+                         "flock -n lock_of_runs/lock true || echo held; echo >go; wait $! || echo $?; "
+                         "flock -n lock_of_runs/lock true"),
+                   "\nheld\n143\n", "");
+}
+
 TEST_F(Rebuild, TellsWhatCouldNotBeMade)
 {
     write_file("fail", "*build*\n");
