@@ -13,6 +13,13 @@ protected:
         EXPECT_EQ(outcome.err, "");
         return outcome.out;
     }
+
+    // What is offered after the words, the last of which is to be completed.
+    static std::string offered(const std::string &words, const std::string &settings = ":")
+    {
+        return in_bash("COMP_WORDS=(" + words + "); " + settings + R"(; COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+            "_${COMP_WORDS[0]}" '' "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"; printf '<%s>' "${COMPREPLY[@]}")");
+    }
 };
 
 TEST_F(Completion, OffersOptionsAndTheDomainsThatTheOptionTakesWhateverTheShellIsSetTo)
@@ -37,17 +44,21 @@ TEST_F(Completion, OffersOptionsAndTheDomainsThatTheOptionTakesWhateverTheShellI
         {"statistics_admin add --log = x", "<xferlog=><xferlog_regular=>"},
         {"statistics_admin rebuild --stale sh", "<shop.example>"},
     };
-    const auto ask = [](const std::string &words, const std::string &settings) {
-        return in_bash("COMP_WORDS=(" + words + "); " + settings + R"(; COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
-            "_${COMP_WORDS[0]}" '' "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}"; printf '<%s>' "${COMPREPLY[@]}")");
-    };
     for (const char *const settings :
          {"set -fu", "shopt -s failglob nocaseglob nocasematch", "GLOBIGNORE='*' IFS=.e", "shopt -s nullglob"}) {
-        for (const auto &[words, offered] : cases) {
-            EXPECT_EQ(ask(words, settings), offered) << settings;
+        for (const auto &[words, expected] : cases) {
+            EXPECT_EQ(offered(words, settings), expected) << settings;
         }
     }
     EXPECT_FALSE(exists("hit"));
+}
+
+TEST_F(Completion, OffersTheOptionsThatTheHelpOfACommandTells)
+{
+    for (const std::string command : {"add", "check", "list", "rebuild", "remove", "setup"}) {
+        const std::string options = R"( --help | sed -n 's/^  .*\(--[a-z]*\).*/<\1>/p' | sort | tr -d '\n')";
+        EXPECT_EQ(in_bash(STATISTICS_ADMIN " " + command + options), offered("statistics_admin " + command + " --"));
+    }
 }
 
 TEST_F(Completion, FindsTheDirectoryThatTheProgramFinds)
