@@ -257,6 +257,12 @@ TEST_F(Preparation, ReplacesTheCopiesOfTheProxysLogs)
     }
 }
 
+TEST_F(Preparation, ShowsItsHelpWhereItDoesNotKnowAnOption)
+{
+    expect_outcome(run_program({STATISTICS_LOG_PROCESSOR, "-x"}), "",
+                   run_program({STATISTICS_LOG_PROCESSOR, "--help"}).out, 1);
+}
+
 TEST_F(Preparation, LeavesTheMarkerOfThePreviousMonth)
 {
     const std::string marker = "v/system/d/conf/prev_month.found";

@@ -67,6 +67,10 @@ TEST_F(Directories, FailuresAreReported)
     fs::permissions(".", fs::perms::all_all);
     expect_reports({
         {as_nobody([] { EXPECT_EQ(make_dir_owned("dir", 0, 0, 0755), -1); }), "ERROR: Unable to chown dir: %\n", EPERM},
+        {[] { EXPECT_EQ(rename_dir("tree", "tree/sub"), -1); },
+         "Directory rename error: target directory tree/sub already exists.\n", EEXIST},
+        {[] { EXPECT_EQ(rename_dir("tree/sub/kept", "new"), -1); }, "Remaming tree/sub/kept to new failed: %\n",
+         ENOTDIR},
         {as_nobody([] { remove_tree("tree", true); }), "Unable to unlink directory entry kept: %\n", EACCES, 1},
     });
     EXPECT_TRUE(exists("tree/sub/kept"));

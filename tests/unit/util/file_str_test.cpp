@@ -42,7 +42,11 @@ TEST_F(FileStr, AFailureLeavesTheOldFileWhole)
         EXPECT_EQ(file_str("file", edit, nullptr), -1);
     };
     write_file("file", text);
-    expect_reports({{edit_within_limit, "cannot write a line to " + root() + "/file.tmp", EFBIG}});
+    expect_reports({
+        {edit_within_limit, "cannot write a line to " + root() + "/file.tmp", EFBIG},
+        {[] { EXPECT_EQ(file_str("missing", edit, nullptr), -1); }, "file_str: Unable to stat file missing: %\n",
+         ENOENT},
+    });
     EXPECT_TRUE(read_file("file") == text && !exists("file.tmp"));
     write_file("file", "a\n!\n");
     EXPECT_EQ(file_str("file", edit, nullptr), -1);
