@@ -19,8 +19,9 @@
 // arguments.
 bool build_month_pages(const DomainPaths &paths, const LogSource &source, const tm &month);
 
-// Makes the pages of the previous month by build_month_pages, if the marker file exists; then the marker is removed,
-// whatever came of it, so that only the first log of a run that gets here is rebuilt.
+// Makes the pages of the previous month by build_month_pages, if the marker file exists; then the
+// marker is removed, whatever came of it, so that only the first log of a run that gets here is
+// rebuilt.
 // The month's directory is left alone where the working directory holds something that is named
 // like the log's statistics subdirectory.
 void build_previous_month_pages(const DomainPaths &paths, const LogSource &source,

@@ -8,6 +8,6 @@
 // not positive.
 int months_kept(int stat_ttl);
 
-// A time in the month that falls out of the time-to-live at the given time: its pages and those of
-// all months before are not kept.
+// A time in the month that falls out of the time-to-live at the given time, the newest of those that
+// are not to be kept.
 std::time_t expiring_time(std::time_t now, int months);

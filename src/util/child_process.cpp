@@ -1,6 +1,7 @@
 #include "util/child_process.h"
 
 #include "util/descriptors.h"
+#include "util/errno_guard.h"
 #include "util/owned.h"
 #include "util/report.h"
 #include "util/text_buffer.h"
@@ -107,9 +108,10 @@ bool read_once(Capture &capture)
     return false;
 }
 
-// Takes in what an ended child has left, and no more.
+// Takes in what an ended child has left, and no more. That nothing is left is no failure.
 void finish(Capture &capture)
 {
+    const ErrnoGuard kept;
     while (capture.source.is_open() && read_once(capture)) {
     }
     capture.source.close();
@@ -120,6 +122,7 @@ void finish(Capture &capture)
 bool read_ready(Capture (&captures)[2])
 {
     using std::chrono::steady_clock; // signals do not begin the interval anew
+    const ErrnoGuard kept;
     const steady_clock::time_point end = steady_clock::now() + quiet_interval;
     pollfd sources[2];
     for (int i = 0; i < 2; ++i) {

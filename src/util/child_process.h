@@ -38,8 +38,8 @@ pid_t wait_for(pid_t pid, int *status, int options);
 int wait_child(pid_t pid, const char *name, int *raw_status);
 
 // Runs a program with its standard output and error captured and its standard input inherited.
-// Puts newly allocated, terminated texts into *output and *error, which the caller frees; null if
-// nothing ever came from the stream.
+// Puts newly allocated, terminated texts into *output and *error, which the caller frees; null where
+// the stream was never read.
 // Returns the exit status, or -1 if the program was killed or its status could not be learned. Does
 // not wait for processes that the program leaves behind with its streams open: it returns within
 // about a second after the program has ended and the streams have gone quiet.

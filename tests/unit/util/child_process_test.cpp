@@ -42,10 +42,11 @@ TEST(CapturedRunner, DoesNotWaitForABackgroundProcessThatHoldsThePipes)
     ::signal(SIGALRM, [](int) {});
     ::setitimer(ITIMER_REAL, &often, nullptr);
     const auto start = std::chrono::steady_clock::now();
+    errno = 0;
     const Outcome ended = capture_script(background + "exit 4");
     const Outcome killed = capture_script(background + "kill -TERM $$");
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
-    EXPECT_TRUE(ended.status == 4 && killed.status == -1);
+    EXPECT_TRUE(ended.status == 4 && killed.status == -1 && errno == 0);
     EXPECT_EQ(::kill(std::stoi(ended.out), SIGKILL) + ::kill(std::stoi(killed.out), SIGKILL), 0);
     const itimerval never = {};
     ::setitimer(ITIMER_REAL, &never, nullptr);
