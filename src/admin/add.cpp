@@ -6,8 +6,9 @@
 #include "admin/template.h"
 #include "config/server_config.h"
 #include "domain/domains.h"
+#include "util/directories.h"
+#include "util/files.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -54,39 +55,27 @@ struct NewDomain {
     std::vector<LogLink> links;
 };
 
-bool stat_path(const std::string &path, struct stat *status)
-{
-    return ::stat(path.c_str(), status) == 0;
-}
-
 std::vector<const LogSource *> services_of(const Words &names)
 {
     std::vector<const LogSource *> services;
-    Words unknown = names;
+    std::for_each(names.begin(), names.end(), require_service);
     for (const LogSource &source : log_sources) {
-        if (!has_own_statistics(source)) {
-            continue;
-        }
-        const auto rest = std::remove(unknown.begin(), unknown.end(), source.service);
-        if (names.empty() || rest != unknown.end() || &source == log_sources) {
+        if (has_own_statistics(source) &&
+            (names.empty() || &source == log_sources ||
+             std::count(names.begin(), names.end(), source.service) != 0)) {
             services.push_back(&source);
         }
-        unknown.erase(rest, unknown.end());
-    }
-    if (!unknown.empty()) {
-        throw Refusal("'" + unknown[0] + "' is not a service: http, https, anon_ftp, ftp");
     }
     return services;
 }
 
 void require_log(const std::string &path)
 {
-    struct stat status = {};
     if (path.empty() || path[0] != '/') {
         throw Refusal("'" + path + "' is not the absolute path of a log");
     }
-    if (stat_path(path, &status) ? !S_ISREG(status.st_mode)
-                                 : !stat_path(path.substr(0, path.rfind('/') + 1), &status)) {
+    if (!file_exists(path.c_str()) &&
+        (is_there(path) || !dir_exists(path.substr(0, path.rfind('/') + 1).c_str()))) {
         throw Refusal(path + ": neither a log nor a place where one could come to be");
     }
 }
@@ -156,8 +145,7 @@ void require_setup(const NewDomain &domain)
             ? Words{domains_dir_path(), panel_path("var/webalizer")}
             : Words{domains_dir_path(), panel_path("etc/awstats"), panel_path("var/awstats")};
     for (const std::string &directory : directories) {
-        struct stat status = {};
-        if (!stat_path(directory, &status) || !S_ISDIR(status.st_mode)) {
+        if (!dir_exists(directory.c_str())) {
             throw Refusal(directory + ": no such directory; run 'statistics_admin setup' first");
         }
         const std::string harm = domain.webalizer ? "" : harm_for_awstats(directory);

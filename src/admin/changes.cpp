@@ -3,6 +3,7 @@
 #include "admin/command.h"
 #include "admin/ending_signals.h"
 #include "admin/stored_file.h"
+#include "util/directories.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,17 +11,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-
-namespace
-{
-
-bool is_directory(const std::string &path)
-{
-    struct stat status = {};
-    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-} // namespace
 
 bool is_there(const std::string &path)
 {
@@ -49,7 +39,7 @@ Changes::~Changes()
 bool Changes::make_dir(const std::string &name, mode_t mode)
 {
     const std::string path = name.substr(0, name.find_last_not_of('/') + 1);
-    if (is_directory(path)) {
+    if (dir_exists(path.c_str())) {
         return false;
     }
     const std::size_t slash = path.rfind('/');

@@ -1,7 +1,9 @@
 #include "admin/checklist.h"
 
+#include "admin/listing.h"
 #include "util/shell_quote.h"
 
+#include <fcntl.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -66,10 +68,7 @@ bool Checklist::expect_directory(const std::string &path, const struct stat &fou
 
 void Checklist::expect_shared_directory(const std::string &path, Written written, const char *mode)
 {
-    struct stat found = {};
-    if (::stat(path.c_str(), &found) != 0) {
-        found.st_mode = 0;
-    }
+    const struct stat found = look_at(AT_FDCWD, path, 0);
     if (expect_kind(path, found, mode) && written == Written::yes) {
         expect_disk(path, found.st_dev);
     }

@@ -1,9 +1,11 @@
 #include "admin/command.h"
 
 #include "domain/domain_name.h"
+#include "domain/log_sources.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <iostream>
 
@@ -68,5 +70,14 @@ void require_domain_name(const std::string &domain)
 {
     if (!is_valid_domain_name(domain.c_str())) {
         throw Refusal("'" + domain + "' is not a domain name");
+    }
+}
+
+void require_service(const std::string &service)
+{
+    if (std::none_of(std::begin(log_sources), std::end(log_sources), [&](const LogSource &source) {
+            return has_own_statistics(source) && service == source.service;
+        })) {
+        throw Refusal("'" + service + "' is not a service: http, https, anon_ftp, ftp");
     }
 }

@@ -45,6 +45,9 @@ std::optional<ParsedWords> parse_words(const Usage &usage,
 // Throws Refusal unless the name is one that a domain can have.
 void require_domain_name(const std::string &domain);
 
+// Throws Refusal unless the name is that of a service.
+void require_service(const std::string &service);
+
 // The subcommands. Each gets the words behind its name and returns the exit status.
 int setup_command(const std::vector<std::string> &words);
 int add_command(const std::vector<std::string> &words);

@@ -1,5 +1,6 @@
 #include "admin/domain_checks.h"
 
+#include "admin/listing.h"
 #include "admin/places.h"
 #include "admin/run_lock.h"
 #include "admin/texts.h"
@@ -57,12 +58,7 @@ private:
 // What lies at the path in the domain's directory; st_mode is 0 if there is nothing.
 struct stat DomainChecks::look(const std::string &path, int flags) const
 {
-    struct stat status = {};
-    if (::fstatat(surveyor_.directory(), (domain_.domain + "/" + path).c_str(), &status, flags) !=
-        0) {
-        status.st_mode = 0;
-    }
-    return status;
+    return look_at(surveyor_.directory(), domain_.domain + "/" + path, flags);
 }
 
 bool DomainChecks::has_records(const LogSource &source) const
@@ -185,6 +181,7 @@ void DomainChecks::check_without_generator()
     for (const LogSource &source : log_sources) {
         has_something = has_something || has_records(source);
     }
+    const bool has_webalizer_state = look("statistics/webstat/webalizer.hist").st_mode != 0;
     const std::string word = shell_quote(domain_.domain);
     if (has_configuration) {
         list_.add(ProblemKind::no_generator,
@@ -194,9 +191,9 @@ void DomainChecks::check_without_generator()
     } else if (has_something && look(std::string("conf/") + no_statistics_name).st_mode == 0) {
         list_.add(ProblemKind::no_generator,
                   "has logs or pages, but no generator: every run deletes its records",
-                  "statistics_admin add " + word +
-                      " --generator awstats, or 'statistics_admin remove " + word +
-                      "' if that is meant");
+                  "statistics_admin add " + word + " --generator " +
+                      (has_webalizer_state ? "webalizer" : "awstats") +
+                      ", or 'statistics_admin remove " + word + "' if that is meant");
     }
 }
 
@@ -204,10 +201,7 @@ void DomainChecks::check_without_generator()
 void DomainChecks::check_configuration(const ServiceSurvey &service)
 {
     const std::string path = awstats_conf_path(domain_.domain, service.source->service);
-    struct stat found = {};
-    if (::stat(path.c_str(), &found) == 0) {
-        list_.expect_owner(path, found);
-    }
+    list_.expect_owner(path, look_at(AT_FDCWD, path, 0));
 }
 
 void DomainChecks::check_log(const ServiceSurvey &service)

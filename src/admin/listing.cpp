@@ -9,6 +9,15 @@
 
 #include <vector>
 
+struct stat look_at(int at, const std::string &path, int flags)
+{
+    struct stat found = {};
+    if (::fstatat(at, path.c_str(), &found, flags) != 0) {
+        found.st_mode = 0;
+    }
+    return found;
+}
+
 bool read_directory(int at, const char *path, const EntryReader &reader)
 {
     const Descriptor directory(::openat(at, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

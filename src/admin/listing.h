@@ -1,6 +1,13 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <functional>
+#include <string>
+
+// What lies at the path below the directory of the descriptor; flags as for fstatat. st_mode is 0 if there
+// is nothing, or it can't be looked at.
+struct stat look_at(int at, const std::string &path, int flags);
 
 // Called for each entry of a directory but "." and "..", with its bare name and its type as the
 // directory tells it (DT_DIR and the like; DT_UNKNOWN where it does not).

@@ -19,15 +19,6 @@ bool is_older(const timespec &left, const timespec &right)
     return left.tv_sec != right.tv_sec ? left.tv_sec < right.tv_sec : left.tv_nsec < right.tv_nsec;
 }
 
-struct stat look(int at, const std::string &path, int flags)
-{
-    struct stat status = {};
-    if (::fstatat(at, path.c_str(), &status, flags) != 0) {
-        status.st_mode = 0;
-    }
-    return status;
-}
-
 } // namespace
 
 MonthPagesSurveyor::MonthPagesSurveyor(const Surveyor &surveyor)
@@ -49,7 +40,7 @@ bool MonthPagesSurveyor::page_is_older(const std::string &directory, Month month
                                        const struct stat &data) const
 {
     const std::string page = directory + "/" + month_name(month) + "/index.html";
-    const struct stat made = look(surveyor_.directory(), page, 0);
+    const struct stat made = look_at(surveyor_.directory(), page, 0);
     return made.st_mode == 0 || is_older(made.st_mtim, data.st_mtim);
 }
 
@@ -76,7 +67,7 @@ MonthPages MonthPagesSurveyor::survey(const std::string &domain, const LogSource
     const int at = surveyor_.directory();
     const std::string directory = domain + "/statistics/" + source.webstat_dir;
     const std::string configuration = domain + "-" + source.service;
-    pages.directory = look(at, directory, AT_SYMLINK_NOFOLLOW);
+    pages.directory = look_at(at, directory, AT_SYMLINK_NOFOLLOW);
     const nlink_t subdirectories =
         S_ISDIR(pages.directory.st_mode) ? pages.directory.st_nlink - 2 : 0;
     const AwstatsData::Files files = data_.files_of(domain, source.service, subdirectories != 0);
@@ -88,10 +79,10 @@ MonthPages MonthPagesSurveyor::survey(const std::string &domain, const LogSource
     for (auto month = pages.data.rbegin(); month != pages.data.rend() && *month > newest_gone;
          ++month) {
         ++kept;
-        struct stat data = {};
-        if (!is_looked_at || ::stat(files.path(configuration, *month).c_str(), &data) != 0) {
+        if (!is_looked_at) {
             continue;
         }
+        const struct stat data = look_at(AT_FDCWD, files.path(configuration, *month), 0);
         is_looked_at = looked == Looked::all || data.st_mtime > now_ - lately;
         if (is_looked_at && page_is_older(directory, *month, data)) {
             pages.stale.insert(pages.stale.begin(), *month);
@@ -106,7 +97,8 @@ MonthPages MonthPagesSurveyor::survey(const std::string &domain, const LogSource
         const ssize_t length =
             ::readlinkat(at, (directory + "/current").c_str(), target, sizeof target);
         pages.current.assign(target, length > 0 ? static_cast<std::size_t>(length) : 0);
-        pages.this_month = look(at, directory + "/" + month_name(this_month_), AT_SYMLINK_NOFOLLOW);
+        pages.this_month =
+            look_at(at, directory + "/" + month_name(this_month_), AT_SYMLINK_NOFOLLOW);
     }
     return pages;
 }

@@ -53,14 +53,7 @@ Selection read_words(const ParsedWords &words)
     selection.stale = words.has("stale");
     if (words.has("service")) {
         selection.service = words.options["service"].as<std::string>();
-        const bool is_known = std::any_of(
-            std::begin(log_sources), std::end(log_sources), [&](const LogSource &source) {
-                return has_own_statistics(source) && selection.service == source.service;
-            });
-        if (!is_known) {
-            throw Refusal("'" + selection.service +
-                          "' is not a service: http, https, anon_ftp, ftp");
-        }
+        require_service(selection.service);
     }
     if (words.has("month")) {
         const std::string month = words.options["month"].as<std::string>();

@@ -1,11 +1,16 @@
 #include "admin/server_checks.h"
 
+#include "admin/listing.h"
 #include "admin/places.h"
+#include "admin/texts.h"
 #include "config/config_path.h"
 #include "config/server_config.h"
 #include "domain/log_position.h"
 #include "exec/process.h"
 #include "util/report.h"
+#include "util/unchanged.h"
+
+#include <fcntl.h>
 
 #include <algorithm>
 #include <cctype>
@@ -126,6 +131,21 @@ void expect_generator(Checklist &checklist, const std::string &path)
     }
 }
 
+// Log preparation, which begins every run, leaves its time at the directory of its positions; so does
+// setup. Another's may not.
+void check_last_preparation(Checklist &checklist)
+{
+    constexpr std::time_t hours = 3600;
+    const struct stat positions = look_at(AT_FDCWD, log_positions_dir(), 0);
+    if (positions.st_mode != 0 && positions.st_mtime < std::time(nullptr) - 36 * hours &&
+        is_link_to(panel_path("admin/sbin/statistics_log_processor").c_str(),
+                   installed_log_processor)) {
+        checklist.add(ProblemKind::waiting,
+                      "no run has begun since " + time_text(positions.st_mtime),
+                      "systemctl enable --now statistics_run.timer, or see crontab(5)");
+    }
+}
+
 } // namespace
 
 void check_configuration(Checklist &checklist)
@@ -180,6 +200,7 @@ void check_server(Checklist &checklist, const std::map<WebstatKind, std::size_t>
     checklist.expect_program(panel_path("admin/sbin/statistics_log_processor"),
                              "statistics_admin setup");
     checklist.expect_shared_directory(log_positions_dir(), Written::yes, "700");
+    check_last_preparation(checklist);
     checklist.expect_shared_directory(panel_path("var/webalizer"), Written::yes);
     checklist.expect_shared_directory(panel_path("etc/awstats"), Written::no);
     checklist.expect_shared_directory(panel_path("var/awstats"), Written::yes);

@@ -20,11 +20,6 @@
 namespace
 {
 
-bool stat_at(int at, const std::string &path, int flags, struct stat *status)
-{
-    return ::fstatat(at, path.c_str(), status, flags) == 0;
-}
-
 // "202611" of "usage_202611.html", Webalizer's page of a month, as a month; empty for other names.
 std::string webalizer_month(const std::string &name)
 {
@@ -41,10 +36,10 @@ bool measure(int at, const std::string &path, PagesSurvey &pages, bool is_top)
     read_directory(at, path.c_str(), [&](const char *name, unsigned char type) {
         const std::string entry = path + "/" + name;
         has_index = has_index || std::strcmp(name, "index.html") == 0;
-        struct stat status = {};
-        if (type == DT_LNK || !stat_at(at, entry, AT_SYMLINK_NOFOLLOW, &status)) {
+        if (type == DT_LNK) {
             return;
         }
+        const struct stat status = look_at(at, entry, AT_SYMLINK_NOFOLLOW);
         pages.bytes += static_cast<std::uintmax_t>(status.st_blocks) * 512;
         std::string month = webalizer_month(name);
         if (S_ISDIR(status.st_mode)) {
@@ -98,9 +93,8 @@ Surveyor::Surveyor()
     const bool read =
         directory_.is_open() &&
         read_directory(directory_.get(), ".", [&](const char *name, unsigned char type) {
-            struct stat status = {};
-            if (type == DT_DIR || (type != DT_REG && stat_at(directory(), name, 0, &status) &&
-                                   S_ISDIR(status.st_mode))) {
+            if (type == DT_DIR ||
+                (type != DT_REG && S_ISDIR(look_at(directory(), name, 0).st_mode))) {
                 domains_.emplace_back(name);
             }
         });
@@ -116,15 +110,11 @@ Surveyor::Surveyor()
         ::open(panel_path("etc/awstats").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     knows_configurations_ =
         read_directory(confs.get(), ".", [&](const char *name, unsigned char type) {
-            struct stat status = {};
-            if (type == DT_REG || stat_at(confs.get(), name, 0, &status)) {
+            if (type == DT_REG || look_at(confs.get(), name, 0).st_mode != 0) {
                 awstats_confs_.insert(configuration_of(name));
             }
         });
-    struct stat prepared = {};
-    if (stat_at(AT_FDCWD, log_positions_dir(), 0, &prepared)) {
-        last_preparation_ = prepared.st_mtime;
-    }
+    last_preparation_ = look_at(AT_FDCWD, log_positions_dir(), 0).st_mtime;
     read_directory(AT_FDCWD, log_positions_dir().c_str(),
                    [&](const char *name, unsigned char) { positions_.insert(name); });
 }
@@ -164,15 +154,14 @@ DomainSurvey Surveyor::survey(const std::string &domain) const
 {
     DomainSurvey survey;
     survey.domain = domain;
-    if (!stat_at(directory(), domain + "/logs", AT_SYMLINK_NOFOLLOW, &survey.logs)) {
-        survey.logs.st_mode = 0;
-    }
+    survey.logs = look_at(directory(), domain + "/logs", AT_SYMLINK_NOFOLLOW);
     survey.has_logs =
         survey.logs.st_mode != 0 && read_directory(directory(), (domain + "/logs/.").c_str(),
                                                    [&](const char *name, unsigned char) {
                                                        survey.log_names.emplace_back(name);
                                                    });
-    if (stat_at(directory(), domain + "/conf/webalizer.conf", 0, &survey.webalizer_conf)) {
+    survey.webalizer_conf = look_at(directory(), domain + "/conf/webalizer.conf", 0);
+    if (survey.webalizer_conf.st_mode != 0) {
         survey.kind = webstat_webalizer;
     } else if (has_awstats_conf(domain, log_sources[0])) {
         survey.kind = webstat_awstats;
@@ -201,10 +190,10 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
         domain.kind == webstat_webalizer || has_awstats_conf(domain.domain, source);
     const std::string name = std::string(source.log_name) + ".webstat";
     const std::string log = domain.domain + "/logs/" + name;
-    struct stat status = {};
-    if (!domain.has_log(name) || !stat_at(directory(), log, 0, &status)) {
+    if (!domain.has_log(name)) {
         return service;
     }
+    const struct stat status = look_at(directory(), log, 0);
     service.wrong_type = !S_ISREG(status.st_mode);
     if (!service.wrong_type && status.st_size != 0) {
         const std::time_t since = first_record_time(log, 0);

@@ -3,60 +3,46 @@
 class Add : public AdminServer
 {
 protected:
-    // Runs the command, which must fail with the reason and leave everything as it was.
-    void expect_refusal(const std::string &words, const std::string &reason) const
+    // Runs the commands, which must fail with the reason and leave everything as it was.
+    void expect_refusals(const std::string &cases) const
     {
-        SCOPED_TRACE(words);
-        const Snapshot before = server.look();
-        expect_outcome(admin(words), "", "statistics_admin: " + reason, 2);
-        EXPECT_EQ(differences(before, server.look()), Violations());
+        for (const Case &refused : cases_of(cases)) {
+            const Snapshot before = server.look();
+            EXPECT_EQ(shell("$A " + refused.deed + " || echo $?"), "statistics_admin: " + refused.lines + "2\n");
+            EXPECT_EQ(differences(before, server.look()), Violations()) << refused.deed;
+        }
     }
 };
 
-TEST_F(Add, SetUpMakesWhatIsMissing)
+TEST_F(Add, ARunTakesInWhatComesToANewDomainOfANewServer)
 {
-    fs::remove_all("panel");
-    fs::remove_all("vhosts");
-    EXPECT_EQ(admin("setup").status, 0);
-    EXPECT_FALSE(contains(admin("setup").out, "made"));
-    expect_outcome(admin("check"), "", "");
-    EXPECT_EQ(attributes("panel/var/log_positions"), "0:0 700");
-}
-
-TEST_F(Add, ARunTakesInWhatComesToANewDomain)
-{
+    expect_lines(R"(
+$ rm -r panel/etc panel/var vhosts; $A setup | grep -c made; ! $A setup | grep made; $A check; stat -c %u:%g:%a panel/var/log_positions
+5
+0:0:700
+)");
     write_file("var/log/tls", "");
     EXPECT_EQ(
-        admin("add b.example --generator awstats --months 7 --service https --log "
-              "access_ssl_log=$PWD/var/log/tls; " STATISTICS_ADMIN
-              " add c.example --generator webalizer --log xferlog=$PWD/var/log/slip; rm $V/c.example/logs/xferlog")
-            .err,
-        "statistics_admin: @/var/log/slip is not there yet: is that the right path?\n");
-    const std::string added = "vhosts/system/b.example/";
-    EXPECT_EQ(read_file(added + "conf/stat_ttl.conf"), "7\n");
-    EXPECT_EQ(fs::read_symlink(added + "logs/access_ssl_log"), root() + "/var/log/tls");
-    EXPECT_TRUE(exists(added + "statistics/webstat") && !exists(added + "statistics/ftpstat"));
-    EXPECT_TRUE(contains(read_file("panel/etc/awstats/awstats.b.example-https.conf"),
-                         "\nLogFile=\"" + root() + "/" + added + "logs/access_ssl_log.webstat\"\n"));
-    for (const std::string domain : {"b.example", "c.example"}) {
-        write_file("vhosts/system/" + domain + "/logs/access_log.webstat", "record\n");
-    }
-    EXPECT_EQ(admin("check").status, 1);
-    EXPECT_EQ(shell("TEST_TIME= " STATISTICS_RUN).status, 0);
-    expect_outcome(admin("check"), "", "");
+        shell("$A add b.example --generator awstats --months 7 --service https --log access_ssl_log=$PWD/var/log/tls;"
+              "$A add c.example --generator webalizer --log xferlog=$PWD/var/log/slip; cd $V; rm c.*/logs/xferlog; "
+              "cat b.*/conf/stat_ttl.conf; readlink b.*/logs/access_ssl_log; ls b.*/statistics; "
+              "grep ^LogFile= $OLDPWD/panel/etc/awstats/*b.example-https.conf"),
+        "Added b.example: its logs are in V/b.example/logs/, its pages in V/b.example/statistics/\n"
+        "Added c.example: its logs are in V/c.example/logs/, its pages in V/c.example/statistics/\n"
+        "statistics_admin: @/var/log/slip is not there yet: is that the right path?\n"
+        "7\n@/var/log/tls\nicon\nwebstat\nwebstat-ssl\nLogFile=\"V/b.example/logs/access_ssl_log.webstat\"\n");
+    EXPECT_EQ(shell("for domain in b c; do echo record >$V/$domain.example/logs/access_log.webstat; done; "
+                    "$A check >&- || echo $?; TEST_TIME= " STATISTICS_RUN " >&- 2>&-; $A check"),
+              "1\n");
 }
 
 TEST_F(Add, RefusesAndChangesNothing)
 {
     write_file("etc/zut/templates/awstats-web.conf", "line\n@DOMAIN@ @NOPE@\n");
     write_file("vhosts/system/x.example/logs/access_log", "");
-    for (const Case &refused : cases_of(R"(
-$ add x/y --generator awstats
-'x/y' is not a domain name
+    expect_refusals(R"(
 $ add x.example --generator awstats --service web
 'web' is not a service: http, https, anon_ftp, ftp
-$ add x.example --generator webalizer --service http
---service is for AWStats; Webalizer's configuration serves all logs
 $ add x.example --generator awstats --service ftp --log xferlog=/x
 --log xferlog needs --service anon_ftp
 $ add x.example --generator awstats --log xferlog=/none/x
@@ -67,62 +53,43 @@ $ add y.example --generator awstats
 etc/zut/templates/awstats-web.conf, line 2: there is no value for @NOPE@
 $ add a.example --generator webalizer
 a.example has a generator already: P/etc/awstats/awstats.a.example-http.conf; 'statistics_admin remove' takes it away
-)")) {
-        expect_refusal(refused.deed, refused.lines);
-    }
-    for (const std::string words : {"remove a.example", "add x.example --generator webalizer", "rebuild"}) {
-        EXPECT_EQ(shell("flock lock_of_runs/lock " STATISTICS_ADMIN " " + words).err,
-                  "statistics_admin: a run is going on (it holds lock_of_runs/lock); wait for its end\n");
-    }
-    fs::remove_all("panel/var/webalizer");
-    expect_refusal("add y.example --generator webalizer",
-                   "P/var/webalizer: no such directory; run 'statistics_admin setup' first\n");
-    fs::create_directories("p q/etc/awstats");
-    write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D " + root() + "/vhosts\nPRODUCT_ROOT_D " + root() + "/p q\n");
-    expect_refusal(
-        "add y.example --generator awstats",
-        "@/p q/etc/awstats: AWStats does not take the character ' ' in a path; choose another in zut.conf\n");
-    write_file("etc/zut/zut.conf", "PRODUCT_ROOT_D /p \n");
-    EXPECT_EQ(admin("setup").status, 2);
-    expect_refusal("add y.example --generator webalizer",
-                   "etc/zut/zut.conf: a path there ends with a blank or has a control character: '/p '\n");
-    fs::remove("etc/zut/zut.conf");
-    fs::create_directory("etc/zut/zut.conf");
-    expect_refusal("list", "etc/zut/zut.conf: Is a directory\n");
-    EXPECT_EQ(shell("chmod 755 .; cp " STATISTICS_ADMIN " other; setpriv --reuid 7 ./other rebuild").err,
-              "statistics_admin: only root can do this\n");
+)");
+    expect_lines(R"(
+$ for deed in 'remove a.example' 'add n.example --generator webalizer' rebuild; do flock lock_of_runs/lock $A $deed || :; done 2>&1 | uniq -c
+      3 statistics_admin: a run is going on (it holds lock_of_runs/lock); wait for its end
+$ rm -r panel/var/webalizer; $A add y.example --generator webalizer
+statistics_admin: P/var/webalizer: no such directory; run 'statistics_admin setup' first
+$ rm -r vhosts; $A list
+statistics_admin: V/: no such directory; run 'statistics_admin setup' first
+$ mkdir -p 'p q/etc/awstats'; sed -i 's|panel|p q|' etc/zut/zut.conf; $A add y.example --generator awstats
+statistics_admin: @/p q/etc/awstats: AWStats does not take the character ' ' in a path; choose another in zut.conf
+$ echo 'PRODUCT_ROOT_D /p ' >etc/zut/zut.conf; $A setup
+found  etc/zut/zut.conf
+statistics_admin: etc/zut/zut.conf: a path there ends with a blank or has a control character: '/p '
+$ rm etc/zut/zut.conf; mkdir etc/zut/zut.conf; $A list || rmdir etc/zut/zut.conf
+statistics_admin: etc/zut/zut.conf: Is a directory
+$ chmod 755 .; cp $A other; setpriv --reuid 7 ./other rebuild
+statistics_admin: only root can do this
+)");
 }
 
-TEST_F(Add, WhatWaitsIsNotRemovedUnasked)
+TEST_F(Add, RemovesAndLists)
 {
-    write_file("vhosts/system/a.example/logs/access_log.webstat", "one\ntwo\n");
-    expect_refusal("remove a.example", "a.example: 2 records (8 bytes) wait in its prepared logs, which the next run "
-                                       "would delete; start a run first, or use --force\n");
-    EXPECT_EQ(admin("remove a.example --force").status, 0);
-    EXPECT_TRUE(exists(pages + "/2024-05") && exists("vhosts/system/a.example/logs/access_log.webstat"));
-    expect_outcome(admin("check"), "", "");
-    EXPECT_EQ(admin("add a.example --generator webalizer").status, 0);
-    expect_outcome(shell("touch panel/etc/awstats/awstats.b.example-ftp.conf; " STATISTICS_ADMIN
-                         " remove b.example >&2; ls panel/etc/awstats"),
-                   "", "Removed b.example from the statistics; its pages stay in V/b.example/statistics/\n");
-    EXPECT_FALSE(exists("vhosts/system/a.example/conf/no_statistics"));
-}
-
-TEST_F(Add, ListsDomains)
-{
-    ASSERT_EQ(shell("echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat\n"
-                    "head -c 1M /dev/zero >$PAGES/2024-05/large; mkdir $PAGES/2024-02; find vhosts -exec touch -hd "
-                    "'2024-05-14 03:00' {} +")
-                  .status,
-              0);
-    expect_outcome(
-        admin("list"),
-        R"(DOMAIN                          GENERATOR SERVICES                WAITING   SINCE      PAGES MADE       MONTHS SPACE
+    expect_lines(R"(
+$ printf 'one\ntwo\n' >$V/a.example/logs/access_log.webstat; $A remove a.example || $A remove a.example --force; ls -d $PAGES/2024-05 $V/a.example/logs/access_log.webstat; $A check; $A add a.example --generator webalizer >&-; ls $V/a.example/conf; touch panel/etc/awstats/awstats.b.example-ftp.conf; $A remove b.example; ls panel/etc/awstats
+statistics_admin: a.example: 2 records (8 bytes) wait in its prepared logs, which the next run would delete; start a run first, or use --force
+Removed a.example from the statistics; its pages stay in V/a.example/statistics/
+vhosts/system/a.example/logs/access_log.webstat
+vhosts/system/a.example/statistics/webstat/2024-05
+stat_ttl.conf
+webalizer.conf
+Removed b.example from the statistics; its pages stay in V/b.example/statistics/
+$ echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; head -c 1M /dev/zero >$PAGES/2024-05/large; mkdir $PAGES/2024-02; find vhosts -exec touch -hd '2024-05-14 03:00' {} +; $A list; $A list a.example --json | grep -A1 1715634000
+DOMAIN                          GENERATOR SERVICES                WAITING   SINCE      PAGES MADE       MONTHS SPACE
 a.example                       awstats   http,ftp                31 B      2024-05-13 2024-05-14 03:00 2      1.0 MiB
 n.example                       none      -                       0         -          -                0      0
 w.example                       webalizer http,https,anon_ftp,ftp 0         -          -                0      0
-)",
-        "");
-    EXPECT_TRUE(contains(admin("list a.example --json").out,
-                         "\"waiting_since\": 1715634000,\n      \"pages_made\": 1715655600,\n"));
+      "waiting_since": 1715634000,
+      "pages_made": 1715655600,
+)");
 }

@@ -27,17 +27,19 @@ inline std::vector<Case> cases_of(const std::string &text)
     return cases;
 }
 
-// statistics_admin on a server in the temporary directory, at noon of 15 May 2024; in what it prints, "V" and "P" stand
-// for the directories of the domains and of the panel, and "@" for that of the server. There are three domains: a.example
-// has AWStats, with data and pages of this month and the last, w.example has Webalizer, and n.example nothing.
+// statistics_admin, "$A" in deeds, on a server in the temporary directory, at noon of 15 May 2024; in what comes of a
+// deed, "V" and "P" stand for the directories of the domains and of the panel, and "@" for that of the server. There are
+// three domains: a.example has AWStats, with data and pages of this month and the last, w.example has Webalizer, and
+// n.example nothing.
 class AdminServer : public InTempDir
 {
 protected:
     AdminServer() : server(root())
     {
+        ::setenv("A", STATISTICS_ADMIN, 1);
+        ::setenv("PAGES", pages.c_str(), 1);
         ::setenv("TEST_TIME", "2024-05-15 12:00", 1);
         ::setenv("TZ", "UTC0", 1);
-        ::setenv("PAGES", pages.c_str(), 1);
         ::setenv("V", "vhosts/system", 1);
         lay_out();
     }
@@ -58,20 +60,23 @@ protected:
         fs::create_symlink("2024-05", pages + "/current");
     }
 
-    Outcome admin(const std::string &words) const { return shell(STATISTICS_ADMIN " " + words); }
-
-    Outcome shell(const std::string &command) const
+    // What comes of the deed on both streams.
+    std::string shell(const std::string &deed) const
     {
-        const Outcome outcome = run_program({"/bin/sh", "-ec", command});
-        return {shortened(outcome.out), shortened(outcome.err), outcome.status};
+        const std::string said = run_program({"/bin/sh", "-ec", "exec 2>&1; " + deed}).out;
+        const std::string domains = replace_all(said, root() + "/vhosts/system", "V");
+        return replace_all(replace_all(domains, root() + "/panel", "P"), root(), "@");
+    }
+
+    // That this is what comes of each deed, on a server that is laid out anew, with what is done then.
+    void expect_lines(const std::string &cases, const std::string &then = "") const
+    {
+        for (const Case &expected : cases_of(cases)) {
+            lay_out();
+            EXPECT_EQ(shell("{ " + expected.deed + "; }" + then), expected.lines) << expected.deed;
+        }
     }
 
     const std::string pages = "vhosts/system/a.example/statistics/webstat";
     const SampleServer server;
-
-    std::string shortened(const std::string &text) const
-    {
-        const std::string domains = replace_all(text, root() + "/vhosts/system", "V");
-        return replace_all(replace_all(domains, root() + "/panel", "P"), root(), "@");
-    }
 };
