@@ -20,6 +20,7 @@ namespace
 constexpr unsigned compressed_buffer_size = 131072;
 constexpr std::size_t buffer_size = 65536;
 constexpr std::size_t fingerprint_bytes = 16;
+const char *const damaged = "is damaged or cut short";
 
 std::string fingerprint(const std::string &text, std::uint64_t length)
 {
@@ -107,7 +108,7 @@ void LogFile::startDecompressing()
         fail(place_.path);
     }
     if (place_.status.st_size == 0) {
-        throw LogDamaged(place_.path);
+        fail(place_.path, damaged);
     }
     gzbuffer(compressed_.get(), compressed_buffer_size);
 }
@@ -135,7 +136,7 @@ std::optional<std::uint64_t> LogFile::findEnding(const TakenFile &file)
         for (std::size_t i = 0; i < count && !found; ++i) {
             bytes.add(buffer[i]);
             ++place;
-            if (buffer[i] == '\n' && bytes.sum() == file.ending) {
+            if (bytes.sum() == file.ending) {
                 found = place;
             }
         }
@@ -226,7 +227,7 @@ std::size_t LogFile::readCompressed(char *buffer, std::size_t size)
         fail(place_.path, "out of memory");
     }
     if (count < 0 || code != Z_OK) {
-        throw LogDamaged(place_.path);
+        fail(place_.path, damaged);
     }
     if (count > 0 && gzdirect(compressed_.get()) != 0) {
         fail(place_.path, "is not compressed");

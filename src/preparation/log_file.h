@@ -22,20 +22,10 @@ public:
     }
 };
 
-// A compressed file is damaged or cut short.
-class LogDamaged : public std::runtime_error
-{
-public:
-    explicit LogDamaged(const std::string &path)
-        : std::runtime_error(path + ": is damaged or cut short")
-    {
-    }
-};
-
 // A raw log, or a file that it was rotated to, open for reading; compressed if its name ends in
 // ".gz". Of a file that is not compressed, no more is read than it held when it was opened. Nothing
 // here changes a file. Failures are thrown with the path of the file: korvo::SystemError, and
-// LogDamaged.
+// std::runtime_error for a compressed file that is damaged.
 class LogFile
 {
 public:
@@ -62,8 +52,8 @@ public:
     // ones of those taken are the same. It must be open and not be read yet.
     bool isKnownAs(const TakenFile &file);
 
-    // Finds where it holds the last bytes taken of the other one, wherever that is; at the end of a
-    // line. It must be open, and is closed on return.
+    // Finds where it holds the last bytes taken of the other one, wherever that is. It must be open,
+    // and is closed on return.
     std::optional<std::uint64_t> findEnding(const TakenFile &file);
 
     // Whether it is still unchanged in its beginning: if not, it was truncated or written anew.

@@ -69,22 +69,13 @@ const TakenFile *look_at(const Place &log, const std::string &name, const TakenF
 
 // Finds the newest file of the names up to `end` that is the one taken or, unless null, the older
 // one; of files that are alike, the one with the inode, if that has not become a newer one's. What is
-// passed meanwhile, and the file, come to the front of the files; all of them if there is none. What
-// is older than a file that is known may be damaged.
+// passed meanwhile, and the file, come to the front of the files; all of them if there is none.
 Found find_taken(const Place &log, const Names &names, std::size_t end, const TakenFile &taken,
                  const TakenFile *older, std::deque<UnreadFile> &files)
 {
     Found found = {end, nullptr};
     for (std::size_t i = end; i > 0; --i) {
-        const TakenFile *known = nullptr;
-        try {
-            known = look_at(log, names[i - 1], taken, older, files);
-        } catch (const LogDamaged &) {
-            if (found.file == nullptr) {
-                throw;
-            }
-            break;
-        }
+        const TakenFile *const known = look_at(log, names[i - 1], taken, older, files);
         const bool is_certain =
             known == &taken && files.front().file.place().status.st_ino == taken.inode;
         if (is_certain || (found.file == nullptr && known != nullptr)) {
@@ -161,8 +152,8 @@ bool find_rest(const Place &log, const LogPosition &position, Unread &unread)
 // Whether it is the log that was being read, without its end.
 bool is_cut_off(const Place &log, const LogFile &file, const TakenFile &newest)
 {
-    return file.place().name == log.name && file.place().status.st_ino == newest.inode &&
-           file.beginsAs(newest) && file.upToEnd(newest.taken) < newest.taken;
+    return file.place().name == log.name && file.beginsAs(newest) &&
+           file.upToEnd(newest.taken) < newest.taken;
 }
 
 // Goes on where the log that was being read is gone: after the last line taken, where one of the
