@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace
@@ -18,12 +19,6 @@ std::size_t length_of_lines(const char *bytes, std::size_t count)
                : static_cast<std::size_t>(static_cast<const char *>(newline) - bytes) + 1;
 }
 
-std::size_t length_of_zeros(const char *bytes, std::size_t count)
-{
-    const char *const end = std::find_if(bytes, bytes + count, [](char byte) { return byte != 0; });
-    return static_cast<std::size_t>(end - bytes);
-}
-
 } // namespace
 
 std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker)
@@ -37,7 +32,8 @@ std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker)
     file.skip(from);
     while (std::size_t count = file.read(buffer.data() + held, buffer.size() - held)) {
         if (is_hole) {
-            const std::size_t zeros = length_of_zeros(buffer.data(), count);
+            const std::string_view bytes(buffer.data(), count);
+            const std::size_t zeros = std::min(count, bytes.find_first_not_of('\0'));
             std::memmove(buffer.data(), buffer.data() + zeros, count - zeros);
             hole += zeros;
             count -= zeros;

@@ -1,7 +1,6 @@
 #include "preparation/log_file.h"
 
 #include "exec/system_error.h"
-#include "preparation/last_bytes.h"
 
 #include <openssl/sha.h>
 
@@ -11,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -47,11 +47,15 @@ std::uint64_t summed_up(std::uint64_t taken)
     return std::min<std::uint64_t>(taken, ending_reach);
 }
 
-std::uint64_t ending(const std::string &text)
+// A sum in which each byte weighs so much more than the next one.
+std::uint64_t add(std::uint64_t sum, char byte)
 {
-    LastBytes bytes(text.size());
-    std::for_each(text.begin(), text.end(), [&](char byte) { bytes.add(byte); });
-    return bytes.sum();
+    return sum * 6364136223846793005U + static_cast<unsigned char>(byte);
+}
+
+std::uint64_t sum_of(const std::string &text)
+{
+    return std::accumulate(text.begin(), text.end(), std::uint64_t{0}, add);
 }
 
 } // namespace
@@ -123,26 +127,31 @@ bool LogFile::beginsAs(const TakenFile &file) const
 bool LogFile::isKnownAs(const TakenFile &file)
 {
     return beginsAs(file) && upToEnd(file.taken) == file.taken &&
-           (file.ending == 0 || ending(readBefore(file.taken)) == file.ending);
+           (file.ending == 0 || sum_of(readBefore(file.taken)) == file.ending);
 }
 
 std::optional<std::uint64_t> LogFile::findEnding(const TakenFile &file)
 {
-    LastBytes bytes(summed_up(file.taken));
+    const std::uint64_t length = summed_up(file.taken);
+    const std::uint64_t weight = sum_of('\1' + std::string(length, '\0')); // of a byte that goes
+    std::string text(length, '\0'); // what is summed up, and what comes next
     std::vector<char> buffer(buffer_size);
-    std::optional<std::uint64_t> found;
-    std::uint64_t place = 0;
-    while (const std::size_t count = found ? 0 : read(buffer.data(), buffer.size())) {
-        for (std::size_t i = 0; i < count && !found; ++i) {
-            bytes.add(buffer[i]);
-            ++place;
-            if (bytes.sum() == file.ending) {
-                found = place;
+    std::uint64_t sum = 0;
+    std::uint64_t passed = 0;
+    while (const std::size_t count = read(buffer.data(), buffer.size())) {
+        text.append(buffer.data(), count);
+        for (std::size_t i = 0; i < count; ++i) {
+            sum = add(sum, text[length + i]) - weight * static_cast<unsigned char>(text[i]);
+            if (sum == file.ending) {
+                close();
+                return passed + i + 1;
             }
         }
+        text.erase(0, count);
+        passed += count;
     }
     close();
-    return found;
+    return std::nullopt;
 }
 
 bool LogFile::isTheSame() const
@@ -194,7 +203,7 @@ void LogFile::sync() const
     }
 }
 
-TakenFile LogFile::asTaken(std::uint64_t bytes) const
+TakenFile LogFile::asTaken(std::uint64_t bytes)
 {
     TakenFile file;
     file.name = place_.name;
@@ -204,12 +213,11 @@ TakenFile LogFile::asTaken(std::uint64_t bytes) const
     file.taken = bytes;
     file.fingerprint = fingerprint(beginning_, fingerprinted(bytes));
     if (!is_compressed(place_.name)) {
-        const std::uint64_t length = summed_up(bytes);
-        const std::string text = readAt(bytes - length, length);
-        if (text.size() < length) {
+        const std::string text = readBefore(bytes);
+        if (text.size() < summed_up(bytes)) {
             throw LogChanged(place_.path);
         }
-        file.ending = ending(text);
+        file.ending = sum_of(text);
     }
     return file;
 }

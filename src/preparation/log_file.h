@@ -73,7 +73,7 @@ public:
 
     // What there is to remember when so many bytes are taken. Throws LogChanged if they are no longer
     // there. Of a compressed file, which does not grow, no ending.
-    TakenFile asTaken(std::uint64_t bytes) const;
+    TakenFile asTaken(std::uint64_t bytes);
 
 private:
     struct CloseGz {

@@ -87,13 +87,13 @@ private:
 
 // What the next time needs to know: the newest file and the one before it; or, as long as nothing
 // was taken of the newest one, the last one before it that has lines.
-std::vector<TakenFile> files_to_know(const Unread &unread, const LogPosition &before)
+std::vector<TakenFile> files_to_know(Unread &unread, const LogPosition &before)
 {
     std::vector<TakenFile> files;
     if (unread.kept) {
         files.push_back(*unread.kept);
     }
-    for (const UnreadFile &file : unread.files) {
+    for (UnreadFile &file : unread.files) {
         while (file.taken == 0 && !files.empty() && files.back().taken == 0) {
             files.pop_back();
         }

@@ -7,6 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <boost/algorithm/string/join.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -55,16 +57,6 @@ Descriptor open_without_links(int directory, const std::string &path)
     how.resolve = RESOLVE_NO_SYMLINKS;
     return Descriptor(
         static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
-}
-
-// The path of all names but the last one.
-std::string leading(const std::deque<std::string> &names)
-{
-    std::string path;
-    for (std::size_t i = 0; i + 1 < names.size(); ++i) {
-        path += (i == 0 ? "" : "/") + names[i];
-    }
-    return path;
 }
 
 // Where the link at the place leads to; `links` were met up to this one.
@@ -126,17 +118,20 @@ Place find_place(int directory, const std::string &path, const std::string &name
             const std::string target = target_of(place, ++links);
             prepend(names, target);
             const bool is_absolute = target[0] == '/';
-            const std::string way = leading(names);
+            const std::string file = names.back();
+            names.pop_back();
+            const std::string way = boost::algorithm::join(names, "/");
             Descriptor last = open_without_links(directory, (is_absolute ? "/" : "") + way);
             if (last.is_open()) {
                 entered = std::move(last);
                 around = is_absolute || around == "/" ? "" : around;
                 around.append("/").append(way);
-                names.erase(names.begin(), names.end() - 1);
+                names.clear();
             } else if (is_absolute) {
                 entered = Descriptor(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
                 around = "/";
             }
+            names.push_back(file);
         } else if (!place.exists && !names.empty()) {
             fail(place.path, "is missing");
         } else if (names.empty()) {

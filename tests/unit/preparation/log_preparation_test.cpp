@@ -114,9 +114,9 @@ TEST_F(Preparation, FollowsRotation)
         "prep; mkdir f; mv $l $l.5.gz f; prep | grep -q missing; prep | grep -q missing; mv f/* .; rmdir f",
         "prep; mv $l $l.1; new $l; prep; mv $l f; prep | grep -q missing; prep | grep -q missing; mv f $l",
         "prep; mv $l $l.1; new $l; prep; mkdir f; mv $l $l.1 f; prep | grep -q missing; mv f/* .; rmdir f",
-        "sed -i 's/ ending [0-9]*//' $p",                             // as positions were once
-        "s=$(stat -c %s $l); cp $l $l.1; : >$l; truncate -s $s $l",   // its writer goes on behind the hole
-        "much 2; cp $l $l.1; keep <f >$l",                            // the new log begins as the old one does
+        "sed -i 's/ ending [0-9]*//' $p",                           // as positions were once
+        "s=$(stat -c %s $l); cp $l $l.1; : >$l; truncate -s $s $l", // its writer goes on behind the hole
+        "much 2; cp $l $l.1; keep <f >$l",                          // the new log begins as the old one does
         "much 2; cp $l $l.1; gzip $l.1; (cat f; seq 9000) | keep >$l",
         "much 2; cp $l $l.2; (cat f; seq 2 9) | keep >$l; cp $l $l.1; (cat f; seq 9000) | keep >$l",
         "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
