@@ -22,7 +22,7 @@ namespace
 
 using Words = std::vector<std::string>;
 
-const Usage usage = {
+const Usage add_usage = {
     "add", "DOMAIN",
     "Makes all that a domain needs for its statistics: its directories, the generator's\n"
     "configuration and links to raw logs that lie elsewhere. All of it or nothing.\n"
@@ -233,7 +233,7 @@ void make_domain(const NewDomain &domain)
 
 int add_command(const std::vector<std::string> &words)
 {
-    const auto parsed = parse_words(usage, describe_options(), words);
+    const auto parsed = parse_words(add_usage, describe_options(), words);
     if (!parsed) {
         return 0;
     }

@@ -23,7 +23,7 @@ using nlohmann::ordered_json;
 namespace
 {
 
-const Usage usage = {
+const Usage check_usage = {
     "check", "",
     "Looks for what keeps statistics from being made. Each problem is a line: the domain,\n"
     "what is wrong, and what mends it. Ends with 0 if there is none, with 1 if there are\n"
@@ -111,7 +111,7 @@ int check_command(const std::vector<std::string> &words)
     options.add_options()("json", "The problems as JSON")(
         "prometheus", po::value<std::string>()->value_name("FILE"),
         "Write metrics to this file, too");
-    const auto parsed = parse_words(usage, options, words);
+    const auto parsed = parse_words(check_usage, options, words);
     if (!parsed) {
         return 0;
     }

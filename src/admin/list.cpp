@@ -15,7 +15,7 @@ using nlohmann::ordered_json;
 namespace
 {
 
-const Usage usage = {
+const Usage list_usage = {
     "list", "[DOMAIN]...",
     "Lists the domains, or those that are named: the generator and its services, what\n"
     "waits in the prepared logs and since when, when pages were last made, how many\n"
@@ -85,7 +85,7 @@ int list_command(const std::vector<std::string> &words)
 {
     po::options_description options("Options");
     options.add_options()("json", "As JSON; times in seconds since 1970, sizes in bytes");
-    const auto parsed = parse_words(usage, options, words);
+    const auto parsed = parse_words(list_usage, options, words);
     if (!parsed) {
         return 0;
     }

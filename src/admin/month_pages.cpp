@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr std::time_t lately = 40 * 86400;
+constexpr std::time_t lately = std::time_t{40} * 86400;
 
 bool is_older(const timespec &left, const timespec &right)
 {

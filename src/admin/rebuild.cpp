@@ -15,13 +15,13 @@ namespace po = boost::program_options;
 namespace
 {
 
-const Usage usage = {
+const Usage rebuild_usage = {
     "rebuild", "[DOMAIN]...",
     "Makes the pages of a month again from AWStats' data, with the month's link and the\n"
     "frame pages, for the AWStats domains that are named or for all of them: this month's,\n"
     "unless the options say otherwise. Needs that no run is going on."};
 
-po::options_description describe_options()
+po::options_description describe_rebuild()
 {
     po::options_description options("Options");
     options.add_options()("month", po::value<std::string>()->value_name("YYYY-MM"),
@@ -46,7 +46,7 @@ struct Job {
     Month month;
 };
 
-Selection read_words(const ParsedWords &words)
+Selection read_selection(const ParsedWords &words)
 {
     Selection selection;
     selection.domains = words.operands;
@@ -205,12 +205,12 @@ int rebuild(const Selection &selection)
 
 int rebuild_command(const std::vector<std::string> &words)
 {
-    const auto parsed = parse_words(usage, describe_options(), words);
+    const auto parsed = parse_words(rebuild_usage, describe_rebuild(), words);
     if (!parsed) {
         return 0;
     }
     require_readable_configuration();
-    const Selection selection = read_words(*parsed);
+    const Selection selection = read_selection(*parsed);
     return work_under_run_lock(parsed->has("wait") ? RunLock::wait : RunLock::refuse,
                                [&] { return rebuild(selection); });
 }

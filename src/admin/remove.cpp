@@ -16,7 +16,7 @@ namespace po = boost::program_options;
 namespace
 {
 
-const Usage usage = {
+const Usage remove_usage = {
     "remove", "DOMAIN",
     "Takes away the domain's configurations and leaves conf/no_statistics, so that nobody\n"
     "takes it for a mistake. Its pages and logs stay, but the next run deletes its\n"
@@ -55,7 +55,7 @@ int remove_command(const std::vector<std::string> &words)
 {
     po::options_description options("Options");
     options.add_options()("force", "Even if records wait");
-    const auto parsed = parse_words(usage, options, words);
+    const auto parsed = parse_words(remove_usage, options, words);
     if (!parsed) {
         return 0;
     }

@@ -13,7 +13,7 @@
 namespace
 {
 
-const Usage usage = {
+const Usage setup_usage = {
     "setup", "",
     "Makes what every server needs once, where it is missing: the server configuration\n"
     "file, the directories of log preparation, of AWStats and of Webalizer, and that of\n"
@@ -58,7 +58,7 @@ void make_log_processor(Changes &changes)
 
 int setup_command(const std::vector<std::string> &words)
 {
-    if (!parse_words(usage, {}, words)) {
+    if (!parse_words(setup_usage, {}, words)) {
         return 0;
     }
     Changes changes;

@@ -85,7 +85,7 @@ int ExecCmd::run()
     return 0;
 }
 
-int ExecCmd::runNoThrow() noexcept
+int ExecCmd::runNoThrow() noexcept // NOLINT(bugprone-exception-escape): it ends the process
 {
     return execute();
 }

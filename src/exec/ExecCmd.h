@@ -56,7 +56,7 @@ public:
 
     // Runs the program as execute() does and returns the return code. What execute() throws ends
     // the process.
-    virtual int runNoThrow() noexcept;
+    virtual int runNoThrow() noexcept; // NOLINT(bugprone-exception-escape)
 
     // Runs the program, waits for it and returns its return code. Throws SystemError for a system
     // call that fails; see forkExecvGetOutErr.

@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr std::size_t buffer_size = 262144;
+constexpr std::size_t read_size = 262144;
 
 // How much of the bytes are complete lines.
 std::size_t length_of_lines(const char *bytes, std::size_t count)
@@ -23,7 +23,7 @@ std::size_t length_of_lines(const char *bytes, std::size_t count)
 
 std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker)
 {
-    std::vector<char> buffer(buffer_size);
+    std::vector<char> buffer(read_size);
     std::size_t held = 0;       // bytes in the buffer
     std::uint64_t part = 0;     // of a line that is longer than the buffer, already given away
     std::uint64_t lines = from; // where the lines end

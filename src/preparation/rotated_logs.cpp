@@ -16,7 +16,7 @@ constexpr std::size_t most_digits = 3; // of a number; what has more is a date
 const char *const digits = "0123456789";
 
 // Names by what tells their order.
-using Names = std::map<std::string, std::string>;
+using OrderedNames = std::map<std::string, std::string>;
 
 OwnedListing open_listing(int directory)
 {
@@ -58,7 +58,7 @@ std::string age_of(const std::string &rotation)
 }
 
 // When the newest of the files was written to; 0 if there is none.
-timespec written(const Place &log, const Names &names)
+timespec written(const Place &log, const OrderedNames &names)
 {
     return names.empty() ? timespec{} : beside(log, names.rbegin()->second).status.st_mtim;
 }
@@ -68,7 +68,7 @@ bool is_before(const timespec &a, const timespec &b)
     return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_nsec < b.tv_nsec;
 }
 
-void append(std::vector<std::string> &names, const Names &more)
+void append(std::vector<std::string> &names, const OrderedNames &more)
 {
     for (const auto &[order, name] : more) {
         names.push_back(name);
@@ -83,8 +83,8 @@ std::vector<std::string> rotated_logs(const Place &log)
     if (listing == nullptr) {
         fail(log.path);
     }
-    Names numbered;
-    Names dated;
+    OrderedNames numbered;
+    OrderedNames dated;
     errno = 0;
     while (const dirent *const entry = ::readdir(listing.get())) {
         const std::string name = entry->d_name;

@@ -12,7 +12,7 @@ const std::vector<std::string> one_domain = {"--calculate-domain", "a.example"};
 const std::string command_start = "\n@/bin/webalizer -c @/vhosts/system/a.example/conf/webalizer.conf -n a.example "
                                   "-D @/panel/var/webalizer/webalizer.cache ";
 const std::string dns_command = command_start + "-N 15 -F FORMAT - < LOG\n";
-const std::string pages_command =
+const std::string second_pass_command =
     command_start + "-p -N 0 -o @/vhosts/system/a.example/statistics/DIRECTORY -F FORMAT - < LOG 2>&1\n";
 const std::string empty_line = "Skip log LOG because it is empty or does not exists\n";
 
@@ -34,7 +34,7 @@ std::string out_of(const Names &names)
         const bool has_records = names.count(log.name) != 0;
         lines += has_records ? text_of(log, dns_command) : "";
         second_pass +=
-            log.directory.empty() ? parent_line(log) : text_of(log, has_records ? pages_command : empty_line);
+            log.directory.empty() ? parent_line(log) : text_of(log, has_records ? second_pass_command : empty_line);
     }
     return lines + second_pass + "Finished.\n";
 }
@@ -88,7 +88,7 @@ TEST_F(WebalizerRun, AFailingSecondPassKeepsItsLogAndNothingElse)
     server.addDomain("other", Kind::none);
     write_file("fail_late", "*-p*-o*webstat*");
     const std::string report = "popen_exec: command failed code: 1 , said\ncomplained\n\n";
-    const std::string command = text_of(all_logs[0], pages_command);
+    const std::string command = text_of(all_logs[0], second_pass_command);
     const std::string failed = command + report + "The log will not be truncated because of errors above.\n";
     expect_outcome(run(one_domain), replace_all(out_of({"access_log", "xferlog"}), command, failed),
                    err_of({"access_log", "xferlog"}) + report);
