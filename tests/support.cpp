@@ -49,7 +49,7 @@ bool resources_used_up = false;
 } // namespace
 
 // Asked by LeakSanitizer, where there is one: its look for leaks takes a process and descriptors.
-extern "C" int __lsan_is_turned_off() // NOLINT(bugprone-reserved-identifier)
+extern "C" int __lsan_is_turned_off() // NOLINT(clang-diagnostic-reserved-identifier)
 {
     return resources_used_up ? 1 : 0;
 }
