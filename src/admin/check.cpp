@@ -1,4 +1,5 @@
 #include "admin/command.h"
+#include "admin/configuration_check.h"
 #include "admin/domain_checks.h"
 #include "admin/metrics.h"
 #include "admin/places.h"

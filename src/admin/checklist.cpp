@@ -106,7 +106,7 @@ void Checklist::expect_owner(const std::string &path, const struct stat &found)
     }
 }
 
-void Checklist::expect_program(const std::string &path, const std::string &mend)
+bool Checklist::expect_program(const std::string &path, const std::string &mend)
 {
     struct stat found = {};
     if (::stat(path.c_str(), &found) != 0) {
@@ -117,7 +117,9 @@ void Checklist::expect_program(const std::string &path, const std::string &mend)
     } else {
         expect_owner(path, found);
         expect_owner_above(path);
+        return true;
     }
+    return false;
 }
 
 void Checklist::expect_disk(const std::string &path, dev_t device)

@@ -35,8 +35,8 @@ public:
     // own, as in /tmp, will do.
     void expect_owner_above(const std::string &path);
 
-    // That it is a program that only root can change or replace.
-    void expect_program(const std::string &path, const std::string &mend);
+    // That it is a program, which only root can change or replace. Returns whether it can be started.
+    bool expect_program(const std::string &path, const std::string &mend);
 
     const Problems &problems() const { return problems_; }
 

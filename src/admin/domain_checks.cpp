@@ -1,18 +1,11 @@
 #include "admin/domain_checks.h"
 
 #include "admin/listing.h"
+#include "admin/log_checks.h"
 #include "admin/places.h"
-#include "admin/run_lock.h"
-#include "admin/texts.h"
-#include "domain/log_position.h"
 #include "util/shell_quote.h"
 
 #include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <iterator>
-#include <stdexcept>
 
 namespace
 {
@@ -22,59 +15,34 @@ class DomainChecks
 public:
     DomainChecks(Checklist &checklist, const DomainSurvey &domain, const Surveyor &surveyor)
         : list_(checklist), domain_(domain), surveyor_(surveyor),
-          paths_(domain_paths(domain.domain))
+          paths_(domain_paths(domain.domain)), logs_(checklist, domain, surveyor)
     {
-        for (std::size_t i = 0; i < std::size(log_sources); ++i) {
-            if (domain_.has_log(log_sources[i].log_name)) {
-                raw_logs_[i] = look(std::string("logs/") + log_sources[i].log_name, 0);
-            }
-        }
     }
 
     void check_places();
-    void check_raw_log(const LogSource &source);
-    void check_position(const LogSource &source);
+    void check_logs();
     void check_without_generator();
     void check_configuration(const ServiceSurvey &service);
-    void check_log(const ServiceSurvey &service);
+    void check_prepared_log(const ServiceSurvey &service) { logs_.check_prepared_log(service); }
     void check_unconfigured(const ServiceSurvey &service);
     void check_webalizer_pages(const LogSource &source);
     void check_months(const LogSource &source, const MonthPages &pages, Month this_month);
 
 private:
     struct stat look(const std::string &path, int flags = AT_SYMLINK_NOFOLLOW) const;
-    void check_unprepared(const LogSource &source, const LogPosition &position);
-    bool has_records(const LogSource &source) const;
-    bool was_rotated(const LogSource &source) const;
     std::string rebuild_command(const LogSource &source, Month month) const;
 
     Checklist &list_;
     const DomainSurvey &domain_;
     const Surveyor &surveyor_;
     DomainPaths paths_;
-    struct stat raw_logs_[std::size(log_sources)] = {}; // links followed; st_mode is 0 for nothing
+    LogChecks logs_;
 };
 
 // What lies at the path in the domain's directory; st_mode is 0 if there is nothing.
 struct stat DomainChecks::look(const std::string &path, int flags) const
 {
     return look_at(surveyor_.directory(), domain_.domain + "/" + path, flags);
-}
-
-bool DomainChecks::has_records(const LogSource &source) const
-{
-    const struct stat &raw = raw_logs_[&source - log_sources];
-    return S_ISREG(raw.st_mode) && raw.st_size != 0;
-}
-
-bool DomainChecks::was_rotated(const LogSource &source) const
-{
-    const std::string log = source.log_name;
-    return std::any_of(
-        domain_.log_names.begin(), domain_.log_names.end(), [&](const std::string &name) {
-            return name.compare(0, log.size(), log) == 0 &&
-                   name.find_first_of(".-", log.size()) == log.size() && name != log + ".webstat";
-        });
 }
 
 std::string DomainChecks::rebuild_command(const LogSource &source, Month month) const
@@ -99,71 +67,15 @@ void DomainChecks::check_places()
     }
 }
 
-void DomainChecks::check_raw_log(const LogSource &source)
+void DomainChecks::check_logs()
 {
-    const std::string path = logs_dir_path(paths_) + source.log_name;
-    const std::string word = shell_quote(path);
-    const struct stat &raw = raw_logs_[&source - log_sources];
-    char target[4096];
-    const ssize_t length = raw.st_mode == 0 ? ::readlink(path.c_str(), target, sizeof target) : -1;
-    if (length > 0) {
-        list_.add(ProblemKind::place,
-                  path + " leads to " + std::string(target, static_cast<std::size_t>(length)) +
-                      ", which is not there",
-                  "have the server log to that, or ln -sfn THE-RIGHT-LOG " + word);
-    } else if (raw.st_mode != 0 && !S_ISREG(raw.st_mode)) {
-        list_.add(ProblemKind::place, path + " is not a regular file",
-                  "mv " + word + " " + shell_quote(path + ".old") +
-                      ", and have the server log to a file");
-    }
-}
-
-void DomainChecks::check_position(const LogSource &source)
-{
-    const std::string path = log_position_path(domain_.domain, source.log_name);
-    try {
-        const auto position = read_log_position(path);
-        if (position) {
-            check_unprepared(source, *position);
+    for (const LogSource &source : log_sources) {
+        if (domain_.kind != webstat_none) {
+            logs_.check_raw_log(source);
         }
-    } catch (const std::runtime_error &error) {
-        list_.add(ProblemKind::position, error.what(),
-                  "restore it from a backup; or, as records that are prepared already would "
-                  "count twice, rotate the log and then rm " +
-                      shell_quote(path));
-    }
-}
-
-// What came before the last preparation should have been prepared by it. Where more has come since,
-// the first record tells; servers write it when the transfer ends, which can take hours.
-void DomainChecks::check_unprepared(const LogSource &source, const LogPosition &position)
-{
-    constexpr std::time_t hour = 3600;
-    const std::string log = std::string("logs/") + source.log_name;
-    const std::string path = domains_dir_path() + domain_.domain + "/" + log;
-    if (!domain_.has_log(source.log_name) && !was_rotated(source)) {
-        list_.add(ProblemKind::place, path + " is missing, and was not rotated",
-                  "have the server log to it, or rm " +
-                      shell_quote(log_position_path(domain_.domain, source.log_name)));
-    }
-    const struct stat &raw = raw_logs_[&source - log_sources];
-    const TakenFile &known = position.files.back();
-    const auto size = S_ISREG(raw.st_mode) ? static_cast<std::uintmax_t>(raw.st_size) : 0;
-    const bool is_same = raw.st_ino == known.inode && size >= known.taken;
-    const std::uintmax_t taken = is_same ? known.taken : 0;
-    if (size == taken || (is_same && size == known.size)) {
-        return;
-    }
-    const std::time_t since =
-        surveyor_.first_record_time(domain_.domain + "/" + log, static_cast<off_t>(taken));
-    const std::time_t latest =
-        std::max(surveyor_.last_preparation() - 12 * hour, std::time(nullptr) - 36 * hour);
-    if (raw.st_mtime < surveyor_.last_preparation() || (since != -1 && since < latest)) {
-        list_.add(ProblemKind::waiting,
-                  path + ": " + size_text(size - taken) + " are not prepared, the first of " +
-                      time_text(since == -1 ? raw.st_mtime : since),
-                  under_run_lock(shell_quote(panel_path("admin/sbin/statistics_log_processor"))) +
-                      " tells why");
+        if (surveyor_.has_positions(domain_.domain)) {
+            logs_.check_position(source);
+        }
     }
 }
 
@@ -179,7 +91,7 @@ void DomainChecks::check_without_generator()
         has_configuration = has_configuration || service.configured;
     }
     for (const LogSource &source : log_sources) {
-        has_something = has_something || has_records(source);
+        has_something = has_something || logs_.has_records(source);
     }
     const bool has_webalizer_state = look("statistics/webstat/webalizer.hist").st_mode != 0;
     const std::string word = shell_quote(domain_.domain);
@@ -204,24 +116,9 @@ void DomainChecks::check_configuration(const ServiceSurvey &service)
     list_.expect_owner(path, look_at(AT_FDCWD, path, 0));
 }
 
-void DomainChecks::check_log(const ServiceSurvey &service)
-{
-    const std::string path = prepared_log_path(paths_, *service.source);
-    if (service.wrong_type) {
-        list_.add(ProblemKind::place, path + " is not a regular file",
-                  "mv " + shell_quote(path) + " " + shell_quote(path + ".old"));
-    } else if (service.waiting.bytes != 0) {
-        list_.add(ProblemKind::waiting,
-                  path + " still holds " + size_text(service.waiting.bytes) +
-                      " of records, the first of " + time_text(service.waiting.since),
-                  under_run_lock("statistics_run --calculate-domain ") +
-                      shell_quote(domain_.domain) + " tells why they are not taken in");
-    }
-}
-
 void DomainChecks::check_unconfigured(const ServiceSurvey &service)
 {
-    if (service.waiting.bytes != 0 || has_records(*service.source)) {
+    if (service.waiting.bytes != 0 || logs_.has_records(*service.source)) {
         const std::string word = shell_quote(domain_.domain);
         list_.add(ProblemKind::no_configuration,
                   std::string(service.source->log_name) + " has records, but there is no " +
@@ -283,14 +180,7 @@ void check_domain(Checklist &checklist, const DomainSurvey &domain, const Survey
         return; // a directory of something else
     }
     checks.check_places();
-    for (const LogSource &source : log_sources) {
-        if (domain.kind != webstat_none && domain.has_log(source.log_name)) {
-            checks.check_raw_log(source);
-        }
-        if (surveyor.has_positions(domain.domain)) {
-            checks.check_position(source);
-        }
-    }
+    checks.check_logs();
     if (domain.kind == webstat_none && !surveyor.knows_configurations()) {
         return;
     }
@@ -303,7 +193,7 @@ void check_domain(Checklist &checklist, const DomainSurvey &domain, const Survey
             checks.check_unconfigured(service);
             continue;
         }
-        checks.check_log(service);
+        checks.check_prepared_log(service);
         if (domain.kind == webstat_awstats) {
             checks.check_configuration(service);
             checks.check_months(

@@ -20,8 +20,8 @@ server: etc/zut/zut.conf: there is no setting websatt, but WEB_STAT; mend: corre
 $ rm -r vhosts; ln -sf /bin/true panel/admin/sbin/statistics_log_processor; touch -d 2024-05-13 panel/var/log_positions
 server: V/ is missing; mend: install -d -m 755 V/
 server: no run has begun since 2024-05-13 00:00; mend: systemctl enable --now statistics_run.timer, or see crontab(5)
-$ chown 7 vhosts panel/etc/awstats/*http.conf $V/w.example/conf/* $V/a.example; chmod 777 panel panel/admin/sbin $PAGES/2024-05
-server: @/vhosts belongs to the user 7, not to root; mend: chown root:root @/vhosts
+$ chown 7 etc panel/etc/awstats/*http.conf $V/w.example/conf/* $V/a.example; chmod 777 panel panel/admin/sbin $PAGES/2024-05
+server: etc belongs to the user 7, not to root; mend: chown root:root etc
 server: P/admin/sbin can be written to by others than root; mend: chmod go-w P/admin/sbin
 server: P can be written to by others than root; mend: chmod go-w P
 a.example: V/a.example belongs to the user 7, not to root; mend: chown root:root V/a.example

@@ -5,7 +5,7 @@ using Rebuild = AdminServer;
 TEST_F(Rebuild, MakesStalePagesAsARunDoes)
 {
     expect_lines(R"(
-$ touch -d yesterday $PAGES/*/*; rm $PAGES/current; cd panel/var/awstats; touch awstats012014.a.example-http.txt awstats032024.a.example-ftp.txt awstats042024.a.example-https.txt; cd ../../..; $A rebuild --stale; sed -E 's/.*-config.//; s/ ?-dir./ /; s/@.*statistics//' calls; readlink $PAGES/2024-04/index.html; grep -o '>20.*<' $PAGES/../ftpstat/nav.html; $A rebuild --stale; $A check
+$ touch -d yesterday $PAGES/*/*; rm $PAGES/current; cd panel/var/awstats; touch awstats012014.a.example-http.txt awstats042024.a.example-https.txt; touch -d 2024-04-01 awstats032024.a.example-ftp.txt; cd ../../..; $A rebuild --stale; sed -E 's/.*-config.//; s/ ?-dir./ /; s/@.*statistics//' calls; readlink $PAGES/2024-04/index.html; grep -o '>20.*<' $PAGES/../ftpstat/nav.html; $A rebuild --stale; $A check
 a.example http 2024-04
 a.example http 2024-05
 Stat_ttl for the domain is 120.
