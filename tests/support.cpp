@@ -127,6 +127,11 @@ Outcome run_program(const std::vector<std::string> &words)
     });
 }
 
+Outcome run_script(const std::string &script, const std::string &argument)
+{
+    return run_program({"sh", "-ec", script, argument});
+}
+
 void use_up_descriptors()
 {
     resources_used_up = true;

@@ -93,6 +93,9 @@ inline Arguments shell_arguments(const std::string &script)
 // Runs a program, found on PATH, in the working directory. It gets the standard streams only.
 Outcome run_program(const std::vector<std::string> &words);
 
+// Runs a shell script, up to its first command that fails, with the argument as $0.
+Outcome run_script(const std::string &script, const std::string &argument = "");
+
 // Leaves this process no free descriptor; makes it nobody's, and one that may not fork.
 void use_up_descriptors();
 void forbid_children();

@@ -22,7 +22,7 @@ protected:
     }
 
     // The files of the data, with the content of each.
-    static std::string data() { return run_program({"sh", "-c", "cd data && grep '' * /dev/null"}).out; }
+    static std::string data() { return run_script("cd data; grep '' * /dev/null").out; }
 
     const std::string known = "#!/usr/bin/perl\n$VERSION = \"7.8 (stand-in)\";\n"
                               "($DirData, $PROG, $FileSuffix) = ('data', 'a', ''); opendir DIR, $DirData;\n";
@@ -39,8 +39,8 @@ TEST_F(AwstatsAdapter, PassesEverythingOn)
     for (const char *const word : {"-output=a b", "-update"}) {
         for (const char *const ending : {"exit 7;", "kill 9, $$;", "die;"}) {
             write_stock(known + body + ending);
-            const Outcome stock = run_program({"sh", "-c", "exec $PWD/stock.pl \"$1\" <log", "", word});
-            const Outcome adapted = run_program({"sh", "-c", "exec $1 \"$2\" <log", "", AWSTATS_ADAPTER, word});
+            const Outcome stock = run_script("exec $PWD/stock.pl \"$0\" <log", word);
+            const Outcome adapted = run_script("exec " AWSTATS_ADAPTER " \"$0\" <log", word);
             expect_outcome(adapted, stock.out, stock.err, stock.status);
         }
     }

@@ -14,7 +14,7 @@ protected:
     {
         write_file("stock.pl", R"(print map({ "[$_]" } @ARGV), "\n"; print STDERR 'complained'; )" + ending);
         ::setenv("AWSTATS_STOCK_BUILDER", builder.c_str(), 1);
-        return run_program({"sh", "-c", BUILDER_ADAPTER " " + words});
+        return run_script(BUILDER_ADAPTER " " + words);
     }
 };
 

@@ -14,7 +14,7 @@ TEST_F(WebalizerAdapter, PassesEverythingOnButEndsBySignalAsFailures)
     write_file("log", "record\n");
     const auto status_of = [this](const std::string &script) {
         write_script("stock", script);
-        return run_program({"sh", "-c", "exec " + adapter + " -c 'a b' - <log >out 2>&1"}).status;
+        return run_script("exec " + adapter + " -c 'a b' - <log >out 2>&1").status;
     };
     EXPECT_EQ(status_of("kill -KILL $$"), 128 + SIGKILL);
     EXPECT_EQ(status_of("kill -TERM $PPID; exit 0"), 128 + SIGTERM);
@@ -43,13 +43,9 @@ protected:
     void begin(bool with_state) const
     {
         write_file("conf", "HistoryName " + root() + "/history\nIncrementalName no\nincrementalname\t state \n");
-        write_file("log", "a\n");
-        fs::remove("history");
-        fs::remove_all("out");
-        write_file("out/state.lock", "");
+        run_script("rm -rf history out; mkdir out; touch out/state.lock; echo a >log");
         if (with_state) {
-            write_file("out/state", "old");
-            write_file("history", "# (1 month)\nold\n");
+            run_script("printf old >out/state; echo '# (1 month)\nold' >history");
         }
     }
 
@@ -60,11 +56,11 @@ protected:
     {
         write_script("stock", script);
         const std::string calls = "strace -qq -o trace -e trace=fsync,unlink -e inject=" + fault + " ";
-        return run_program({"sh", "-c", calls + WEBALIZER_ADAPTER + " -c conf -p -o out <log"}).status;
+        return run_script(calls + WEBALIZER_ADAPTER + " -c conf -p -o out <log").status;
     }
 
     // All files of the state, with those that are kept meanwhile.
-    static std::string files() { return run_program({"sh", "-c", "head -v out/* history* 2>&1"}).out; }
+    static std::string files() { return run_script("head -v out/* history* 2>&1").out; }
 
     const std::string head = "# Webalizer V2.23\\n2026 11 20 10 59 8\\n";
     const std::string state = "printf '" + head + "# End Of Table - usernames\\n' >out/state; ";
@@ -94,7 +90,7 @@ TEST_F(WebalizerState, IsTheNewOneOnlyIfAllOfItIsOnTheDisk)
         }
         // A kill. The pass that still goes on holds the next one off.
         write_script("stock", history + state + "kill -KILL $PPID; flock -n out/state.lock true || echo guarded");
-        EXPECT_EQ(run_program({"sh", "-c", adapter + " -c conf -p -o out | cat"}).out, "guarded\n");
+        EXPECT_EQ(run_script(adapter + " -c conf -p -o out | cat").out, "guarded\n");
         EXPECT_EQ(pass("exit 3"), 3);
         EXPECT_EQ(files(), before);
     }

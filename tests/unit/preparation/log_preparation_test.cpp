@@ -10,13 +10,8 @@ protected:
 
     void layOut() const
     {
-        fs::remove_all("v");
-        fs::remove_all("p");
+        run_script("rm -rf v p all; mkdir -p p/var v/system/d/conf v/system/d/logs; touch all");
         write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D v\nPRODUCT_ROOT_D p\n");
-        write_file("all", "");
-        fs::create_directories("p/var");
-        fs::create_directories("v/system/d/conf");
-        fs::create_directories(logs);
     }
 
     // Adds to the log, to another one or to none, and to what is to come over.
@@ -39,14 +34,13 @@ protected:
     // input to what is to come over.
     void inLogs(const std::string &script) const
     {
-        const Outcome outcome =
-            run_program({"sh", "-ec",
-                         "l=access_log; p=$PWD/p/var/log_positions/d/$l; r=$PWD; cd " + logs +
-                             "\nnew() { n=x$n; echo $n | tee -a $r/all >>$1; }; prep() { (cd $r; $0 2>&1) }; keep() { "
-                             "tee -a $r/all; }\n"
-                             "much() { seq ${1}000 ${1}999 | keep >>$l; prep; new $l; head -n 950 $l >f; }\n" +
-                             script,
-                         STATISTICS_LOG_PROCESSOR});
+        const std::string beginning = R"(l=access_log; p=$PWD/p/var/log_positions/d/$l; r=$PWD; cd v/system/d/logs
+            new() { n=x$n; echo $n | tee -a $r/all >>$1; }
+            prep() { (cd $r; $0 2>&1) }
+            keep() { tee -a $r/all; }
+            much() { seq ${1}000 ${1}999 | keep >>$l; prep; new $l; head -n 950 $l >f; }
+            )";
+        const Outcome outcome = run_script(beginning + script, STATISTICS_LOG_PROCESSOR);
         EXPECT_EQ(outcome.status, 0) << script << outcome.err;
     }
 
@@ -228,12 +222,8 @@ TEST_F(Preparation, ServesTheOtherLogsAndLosesNothingWhereOneIsBad)
 
 TEST_F(Preparation, FollowsLinksOfRootToALogAndToADomain)
 {
-    fs::create_directory("apache");
-    fs::create_symlink("apache", "web");
-    EXPECT_EQ(::lchown("web", 1, 1), 0);
-    fs::create_symlink("../../../../web/a.log", logs + "access_log");
-    fs::create_symlink("d", "v/system/alias"); // its logs are the same
-    write_file("v/system/file", "");
+    inLogs("mkdir $r/apache; ln -s apache $r/web; chown -h 1 $r/web; ln -s ../../../../web/a.log $l; "
+           "ln -s d ../../alias; touch ../../file"); // the alias has the same logs
     writeLine();
     EXPECT_TRUE(contains(prepare(1), "/web: is a link that others than root can have made"));
     EXPECT_EQ(::lchown("web", 0, 0), 0);
@@ -241,14 +231,11 @@ TEST_F(Preparation, FollowsLinksOfRootToALogAndToADomain)
     writeLine();
     fs::rename("apache", "elsewhere");
     EXPECT_TRUE(contains(prepare(1), "/apache: is missing"));
-    fs::rename("elsewhere", "apache");
-    fs::rename("apache/a.log", "apache/a.log.1");
+    inLogs("cd $r; mv elsewhere apache; mv apache/a.log apache/a.log.1");
     writeLine();
     expectAll();
     EXPECT_FALSE(exists("p/var/log_positions/alias"));
-    fs::create_directory("v/system/mine");
-    fs::create_symlink(root() + "/apache", "v/system/mine/logs");
-    EXPECT_EQ(::lchown("v/system/mine/logs", 1, 1), 0);
+    inLogs("mkdir ../../mine; ln -s $r/apache ../../mine/logs; chown -h 1 ../../mine/logs");
     EXPECT_TRUE(contains(prepare(1), "v/system/mine/logs: is a link that others than root can have made"));
 }
 

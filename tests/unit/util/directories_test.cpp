@@ -8,11 +8,7 @@ using Directories = InTempDir;
 
 TEST_F(Directories, MakeDirOwnedMakesAndResets)
 {
-    write_file("file", "");
-    ::mkfifo("fifo", 0600);
-    fs::create_directory("outside");
-    fs::create_directory_symlink("outside", "link");
-    fs::create_symlink("link2", "link2");
+    run_script("touch file; mkfifo fifo; mkdir outside; ln -s outside link; ln -s link2 link2");
     const std::string outside = attributes("outside");
     in_child([&] {
         ::umask(077);
@@ -32,11 +28,8 @@ TEST_F(Directories, RemoveTreeTakesEverythingInsideAndNothingOutside)
 {
     write_file("outside/kept", "x");
     write_file("tree/a b/$c/'d'", "x");
-    write_file("file", "x");
-    fs::create_symlink("../outside", "tree/link");
-    fs::create_symlink("missing", "tree/dangling");
-    fs::create_symlink("outside", "link");
-    ::mkfifo("tree/fifo", 0600);
+    run_script(
+        "touch file; ln -s outside link; ln -s ../outside tree/link; ln -s none tree/dangling; mkfifo tree/fifo");
     for (const char *const path : {"tree", "file", "link", "missing"}) {
         EXPECT_EQ(reported([&] { remove_tree(path, true); }), "");
         EXPECT_FALSE(exists(path));

@@ -7,10 +7,7 @@ using SmallFiles = InTempDir;
 
 TEST_F(SmallFiles, FilesAndDirectories)
 {
-    fs::create_directories("dir/sub");
-    fs::create_directory("dirs");
-    fs::create_symlink("dir/sub", "link");
-    write_file("file", "text");
+    run_script("mkdir -p dir/sub dirs; ln -s dir/sub link; echo text >file");
     EXPECT_TRUE(truncate_or_create_file("file", 0600) == 0 && create_file("new", 0640) == 0);
     EXPECT_EQ(read_file("file") + attributes("new"), "0:0 640");
     EXPECT_TRUE(file_exists("new") && dir_exists("link"));
@@ -22,8 +19,7 @@ TEST_F(SmallFiles, FilesAndDirectories)
 
 TEST_F(SmallFiles, FindEntryIgnoresCase)
 {
-    write_file("names/ReadMe", "");
-    write_file("names/README", "");
+    run_script("mkdir names; touch names/ReadMe names/README");
     EXPECT_STREQ(Malloced<char>(find_entry("names", "README")).get(), "names/README");
     EXPECT_STREQ(Malloced<char>(find_entry("names", "ReadMe")).get(), "names/ReadMe");
     EXPECT_TRUE(file_exists(Malloced<char>(find_entry("names", "readme")).get()));

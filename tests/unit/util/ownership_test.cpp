@@ -6,11 +6,8 @@ using Ownership = InTempDir;
 
 TEST_F(Ownership, TreesAreChangedWholeAndLinksNotFollowed)
 {
-    write_file("outside/file", "");
-    write_file("tree/sub/file", "");
-    fs::create_symlink("../outside", "tree/link");
-    fs::create_symlink("../../outside/file", "tree/sub/link");
-    fs::create_symlink("outside/file", "link");
+    run_script("mkdir -p outside tree/sub; touch outside/file tree/sub/file; ln -s outside/file link; "
+               "ln -s ../outside tree/link; ln -s ../../outside/file tree/sub/link");
     const std::string outside = attributes("outside") + attributes("outside/file");
     for (const char *const path : {"tree", "link"}) {
         chown_tree(path, 12, 34);

@@ -10,6 +10,6 @@ TEST(ShellQuote, TheShellReadsTheWordBack)
         script += " " + shell_quote(word);
         expected += "<" + word + ">";
     }
-    expect_outcome(run_program({"sh", "-c", script}), expected, "");
+    expect_outcome(run_script(script), expected, "");
     EXPECT_EQ(shell_quote("/srv/Www/vhosts//a-b_c.d=1,2:3@4+5%6"), "/srv/Www/vhosts//a-b_c.d=1,2:3@4+5%6");
 }

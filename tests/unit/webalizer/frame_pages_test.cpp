@@ -23,13 +23,13 @@ TEST_F(FramePages, AreFixedAndReadByEverybodyAndListTheSubdirectoriesInOrder)
     EXPECT_EQ(fs::current_path(), root());
     EXPECT_EQ(attributes("s/index.html"), "0:0 644");
     EXPECT_EQ(read_file("s/nav.html").substr(head_size), options + foot);
-    EXPECT_EQ(run_program({"sh", "-c", "md5sum <s/index.html; head -c 820 s/nav.html | md5sum"}).out,
+    EXPECT_EQ(run_script("md5sum <s/index.html; head -c 820 s/nav.html | md5sum").out,
               "00e0e16299d19d1ba51d2e18946d93eb  -\nce3de5aa09039fda4631af79ea847c01  -\n");
 }
 
 TEST_F(FramePages, OnlyARegularFileWithExactlyThePageStays)
 {
-    fs::create_directory("s");
+    run_script("for name in d b e a c; do mkdir -p s/$name; done");
     for (const std::string page : {"s/index.html", "s/nav.html"}) {
         write_frame_pages("s");
         fs::last_write_time(page, 1);
@@ -37,20 +37,14 @@ TEST_F(FramePages, OnlyARegularFileWithExactlyThePageStays)
         const std::string before = identity(page);
         write_frame_pages("s");
         EXPECT_EQ(identity(page), before);
-        const std::function<void()> changes[] = {
-            [&] { write_file(page, right.substr(1) + "\n"); },
-            [&] { write_file(page, right + "x"); },
-            [&] { write_file(page, right.substr(1)); },
-            [&] { fs::rename(page, "same"), fs::create_symlink("../same", page); },
-            [&] { fs::remove(page), fs::create_symlink("../missing", page); },
-            [&] { fs::remove(page), ::mkfifo(page.c_str(), 0600); },
-        };
-        for (const auto &change : changes) {
-            change();
+        for (const std::string change :
+             {"sed -i s/html/lmth/ $0", "echo >>$0", "truncate -s -1 $0", "mv $0 same; ln -s ../same $0",
+              "rm $0; ln -s ../none $0", "rm $0; mkfifo $0"}) {
+            run_script(change, page);
             write_frame_pages("s");
-            EXPECT_TRUE(fs::symlink_status(page).type() == fs::regular_file && read_file(page) == right);
+            EXPECT_TRUE(fs::symlink_status(page).type() == fs::regular_file && read_file(page) == right) << change;
         }
-        EXPECT_FALSE(exists("missing"));
+        EXPECT_FALSE(exists("none"));
     }
 }
 
@@ -84,14 +78,10 @@ TEST_F(FramePages, FailuresEndOnlyTheirPage)
     EXPECT_EQ(read_file("taken/nav.html").substr(head_size), "<option value='index.html'>index.html</option>\n" + foot);
 }
 
-TEST_F(FramePages, PathsAreCutToTheirBuffers)
+TEST_F(FramePages, NothingIsRemovedWhereAPathIsCut)
 {
     const std::string linked = root() + std::string(4094 - root().size(), '/') + "l"; // fills a buffer
     fs::create_directory_symlink("d", "l");
     reported([&] { write_frame_pages(linked); });
     EXPECT_TRUE(fs::is_symlink("l"));
-    const std::string directory = root() + std::string(4096, '/');
-    const std::string cut = directory.substr(0, 4095);
-    EXPECT_EQ(reported([&] { write_frame_pages(directory); }),
-              "Unable to open file " + cut + ": Is a directory\nUnable to open file " + cut + "\n");
 }
