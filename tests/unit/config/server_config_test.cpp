@@ -67,7 +67,7 @@ TEST_F(ServerConfigFile, LookupFallsBackToTheDefaults)
 {
     const Outcome outcome = in_child([] {
         EXPECT_STREQ(conf_get(HTTPD_VHOSTS_D), "/srv/www/vhosts"); // without a word about the missing file
-        write_file("etc/zut/zut.conf", "WEB_STAT /opt/w\nOTHER o\nMYSQL_BIN_D\n");
+        write_file("etc/zut/zut.conf", "WEB_STAT /no\nWEB_STAT /opt/w\nOTHER o\nMYSQL_BIN_D\n");
         EXPECT_STREQ(conf_get(17), "/opt/w");
         EXPECT_STREQ(conf_get(AWSTATS_BIN_D), "/srv/www/cgi-bin/awstats");
         EXPECT_STREQ(conf_get_by_name("MYSQL_BIN_D"), "/usr/bin");

@@ -69,6 +69,7 @@ TEST(StartingPrograms, FailsWithoutADescriptorOrAProcess)
     };
     expect_reports({
         {[&] { forbid_children(), capture(); }, "fork_execv_pipes: fork() failed", EAGAIN, 1},
+        {[&] { forbid_children(), fork_execv("/", arguments.data()); }, "Unable to fork", EAGAIN, 1},
         {[&] { use_up_descriptors(), capture(); }, "fork_execv_getouterr: pipe() failed", EMFILE, 1},
         {[] { forbid_children(), fork_exec_fd(-1, -1, "/", nullptr); }, "Error occured during fork():\n%", EAGAIN},
         {[] { use_up_descriptors(), fork_exec_fd(-1, -1, "/", nullptr); }, "fork_exec_fd pipe(): %", EMFILE},

@@ -4,15 +4,15 @@
 namespace
 {
 
-const std::string log = "v/system/a/logs/access_log.webstat";
+const std::string log = "v w/system/a/logs/access_log.webstat";
 
 // Runs over a log with a record. Returns the output.
 std::string run(
     const std::string &product_root, const std::function<void()> &prepare = [] {})
 {
-    write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D v\nPRODUCT_ROOT_D " + product_root + "\nWEB_STAT sh -c true  \n");
+    write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D v w\nPRODUCT_ROOT_D " + product_root + "\nWEB_STAT sh -c true  \n");
     write_file(log, "record");
-    fs::create_directories("v/system/a/statistics");
+    fs::create_directories("v w/system/a/statistics");
     return in_child([&] { prepare(), webalizer_run("a"); }).out;
 }
 
@@ -22,9 +22,9 @@ using WebalizerRunOfOneLog = InTempDir;
 
 TEST_F(WebalizerRunOfOneLog, OnlyACommandThatIsCutKeepsIt)
 {
-    const std::string start = "sh -c true   -c v/system/a/conf/webalizer.conf -n a -D ";
+    const std::string start = "sh -c true   -c 'v w/system/a/conf/webalizer.conf' -n a -D ";
     const std::string cache = "/var/webalizer/webalizer.cache";
-    const std::string end = " -p -N 0 -o v/system/a/statistics/webstat -F clf - < " + log + " 2>&1";
+    const std::string end = " -p -N 0 -o 'v w/system/a/statistics/webstat' -F clf - < '" + log + "' 2>&1";
     const std::string cut_lines = "\nThe command is longer than 4095 characters and was cut.\n"
                                   "The log will not be truncated because of errors above.\n";
     for (const std::size_t length : {4095U, 4096U, 4100U}) { // the last one can do without the word that it loses
