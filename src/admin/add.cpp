@@ -1,5 +1,6 @@
 #include "admin/changes.h"
 #include "admin/command.h"
+#include "admin/listing.h"
 #include "admin/places.h"
 #include "admin/run_lock.h"
 #include "admin/survey.h"
@@ -160,17 +161,10 @@ void require_setup(const NewDomain &domain)
 
 void require_new(const NewDomain &domain)
 {
-    Words configurations = {webalizer_conf_path(domain.paths.domain, domain.paths.vhosts_root)};
-    for (const LogSource &source : log_sources) {
-        if (has_own_statistics(source)) {
-            configurations.push_back(awstats_conf_path(domain.paths.domain, source.service));
-        }
-    }
-    for (const std::string &path : configurations) {
-        if (is_there(path)) {
-            throw Refusal(domain.paths.domain + " has a generator already: " + path +
-                          "; 'statistics_admin remove' takes it away");
-        }
+    const Words configurations = generator_confs(domain.paths);
+    if (!configurations.empty()) {
+        throw Refusal(domain.paths.domain + " has a generator already: " + configurations[0] +
+                      "; 'statistics_admin remove' takes it away");
     }
 }
 

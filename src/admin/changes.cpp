@@ -12,12 +12,6 @@
 #include <cstdio>
 #include <cstring>
 
-bool is_there(const std::string &path)
-{
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 Changes::Changes()
 {
     const sigset_t ending = ending_signals();

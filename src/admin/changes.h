@@ -7,9 +7,6 @@
 #include <string>
 #include <vector>
 
-// Whether there is anything at the path, a link to nothing too.
-bool is_there(const std::string &path);
-
 // Makes directories, files and links, all of them or none: what was made is taken away again at the
 // end of the object's life unless keep() was called. Signals that ask the program to end wait until
 // then. What is there already is never changed. All

@@ -18,6 +18,11 @@ struct stat look_at(int at, const std::string &path, int flags)
     return found;
 }
 
+bool is_there(const std::string &path)
+{
+    return look_at(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW).st_mode != 0;
+}
+
 bool read_directory(int at, const char *path, const EntryReader &reader)
 {
     const Descriptor directory(::openat(at, path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

@@ -9,6 +9,9 @@
 // is nothing, or it can't be looked at.
 struct stat look_at(int at, const std::string &path, int flags);
 
+// Whether there is anything at the path, a link to nothing too.
+bool is_there(const std::string &path);
+
 // Called for each entry of a directory but "." and "..", with its bare name and its type as the
 // directory tells it (DT_DIR and the like; DT_UNKNOWN where it does not).
 using EntryReader = std::function<void(const char *name, unsigned char type)>;

@@ -2,6 +2,7 @@
 
 #include "admin/listing.h"
 #include "admin/places.h"
+#include "admin/records.h"
 #include "admin/run_lock.h"
 #include "admin/texts.h"
 #include "util/shell_quote.h"
@@ -95,8 +96,8 @@ void LogChecks::check_unprepared(const LogSource &source, const LogPosition &pos
     if (size == taken || (is_same && size == known.size)) {
         return;
     }
-    const std::time_t since =
-        surveyor_.first_record_time(domain_.domain + "/" + log, static_cast<off_t>(taken));
+    const std::time_t since = first_record_time(surveyor_.directory(), domain_.domain + "/" + log,
+                                                static_cast<off_t>(taken));
     const std::time_t latest =
         std::max(surveyor_.last_preparation() - 12 * hour, std::time(nullptr) - 36 * hour);
     if (raw.st_mtime < surveyor_.last_preparation() || (since != -1 && since < latest)) {

@@ -36,8 +36,8 @@ po::options_description describe_rebuild()
 struct Selection {
     std::vector<std::string> domains;
     std::string service; // empty for all
-    Month month = no_month;
-    bool stale = false;
+    Month month = month_of_time(std::time(nullptr));
+    bool stale = false; // instead of the month: all that are
 };
 
 struct Job {
@@ -66,11 +66,6 @@ Selection read_selection(const ParsedWords &words)
     return selection;
 }
 
-Month selected_month(const Selection &selection, const MonthPagesSurveyor &surveyor)
-{
-    return selection.month == no_month ? surveyor.this_month() : selection.month;
-}
-
 // The months of a service that are to be rebuilt; none where AWStats has no data of the month.
 std::vector<Month> selected_months(const Selection &selection, const std::string &domain,
                                    const LogSource &source, MonthPagesSurveyor &surveyor)
@@ -79,7 +74,7 @@ std::vector<Month> selected_months(const Selection &selection, const std::string
     if (selection.stale) {
         return pages.stale;
     }
-    const Month month = selected_month(selection, surveyor);
+    const Month month = selection.month;
     if (std::find(pages.data.begin(), pages.data.end(), month) == pages.data.end()) {
         return {};
     }
@@ -130,6 +125,11 @@ std::vector<Job> plan_named(const Selection &selection, const Surveyor &surveyor
     return jobs;
 }
 
+void complain(const std::string &name, const std::string &reason)
+{
+    std::cerr << "statistics_admin: " + name + ": " + reason + "\n";
+}
+
 // Those of all domains. Tells what is wrong with one, which makes the status 1.
 std::vector<Job> plan_all(const Selection &selection, const Surveyor &surveyor,
                           MonthPagesSurveyor &months, int &status)
@@ -140,7 +140,7 @@ std::vector<Job> plan_all(const Selection &selection, const Surveyor &surveyor,
             const std::vector<Job> more = plan_domain(selection, surveyor.survey(domain), months);
             jobs.insert(jobs.end(), more.begin(), more.end());
         } catch (const std::exception &error) {
-            std::cerr << "statistics_admin: " + domain + ": " + error.what() + "\n";
+            complain(domain, error.what());
             status = 1;
         }
     }
@@ -162,11 +162,6 @@ bool build(const Job &job, Month this_month)
     return is_built;
 }
 
-void complain(const std::string &name, const std::string &reason)
-{
-    std::cerr << "statistics_admin: " + name + ": " + reason + "\n";
-}
-
 int rebuild(const Selection &selection)
 {
     const Surveyor surveyor;
@@ -176,8 +171,7 @@ int rebuild(const Selection &selection)
                                       ? plan_all(selection, surveyor, months, status)
                                       : plan_named(selection, surveyor, months);
     if (jobs.empty() && !selection.stale) {
-        std::cout << "No AWStats domain keeps data of "
-                  << month_name(selected_month(selection, months)) << "\n";
+        std::cout << "No AWStats domain keeps data of " << month_name(selection.month) << "\n";
     }
     Progress progress("Making pages", jobs.size());
     for (const Job &job : jobs) {

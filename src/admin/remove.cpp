@@ -1,13 +1,14 @@
 #include "admin/changes.h"
 #include "admin/command.h"
+#include "admin/listing.h"
 #include "admin/places.h"
+#include "admin/records.h"
 #include "admin/run_lock.h"
 #include "admin/survey.h"
 #include "domain/domains.h"
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <iostream>
 
@@ -22,28 +23,19 @@ const Usage remove_usage = {
     "takes it for a mistake. Its pages and logs stay, but the next run deletes its\n"
     "prepared logs: while records wait in them, nothing is done."};
 
-// Those that there are, the one of the time to live included.
-std::vector<std::string> configurations_of(const DomainPaths &paths)
-{
-    std::vector<std::string> all = {webalizer_conf_path(paths.domain, paths.vhosts_root),
-                                    domain_conf_path(paths, "stat_ttl.conf")};
-    for (const LogSource &source : log_sources) {
-        if (has_own_statistics(source)) {
-            all.push_back(awstats_conf_path(paths.domain, source.service));
-        }
-    }
-    all.erase(std::remove_if(all.begin(), all.end(),
-                             [](const std::string &path) { return !is_there(path); }),
-              all.end());
-    return all;
-}
-
 void refuse_while_records_wait(const DomainSurvey &survey)
 {
+    std::uintmax_t records = 0;
+    for (const ServiceSurvey &service : survey.services) {
+        if (service.waiting.bytes != 0) { // else it may be none that can be read to its end
+            records +=
+                count_records(prepared_log_path(domain_paths(survey.domain), *service.source));
+        }
+    }
     const std::uintmax_t bytes = survey.waiting().bytes;
     if (bytes != 0) {
-        throw Refusal(survey.domain + ": " + std::to_string(count_waiting_records(survey)) +
-                      " records (" + std::to_string(bytes) +
+        throw Refusal(survey.domain + ": " + std::to_string(records) + " records (" +
+                      std::to_string(bytes) +
                       " bytes) wait in its prepared logs, which the next run would delete; "
                       "start a run first, or use --force");
     }
@@ -68,7 +60,11 @@ int remove_command(const std::vector<std::string> &words)
     require_domain_name(domain);
     const DomainSurvey survey = Surveyor().survey(domain);
     const DomainPaths paths = domain_paths(domain);
-    const std::vector<std::string> configurations = configurations_of(paths);
+    std::vector<std::string> configurations = generator_confs(paths);
+    const std::string stat_ttl = domain_conf_path(paths, "stat_ttl.conf");
+    if (is_there(stat_ttl)) {
+        configurations.push_back(stat_ttl);
+    }
     if (!survey.has_logs && configurations.empty()) {
         throw Refusal(domain + " is not a domain here: there is no " + logs_dir_path(paths));
     }

@@ -1,5 +1,6 @@
 #include "admin/changes.h"
 #include "admin/command.h"
+#include "admin/listing.h"
 #include "admin/places.h"
 #include "admin/template.h"
 #include "config/config_path.h"

@@ -4,6 +4,7 @@
 #include "admin/listing.h"
 #include "admin/month.h"
 #include "admin/places.h"
+#include "admin/records.h"
 #include "domain/log_position.h"
 
 #include <dirent.h>
@@ -14,8 +15,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 namespace
 {
@@ -174,14 +173,6 @@ DomainSurvey Surveyor::survey(const std::string &domain) const
     return survey;
 }
 
-std::time_t Surveyor::first_record_time(const std::string &path, off_t offset) const
-{
-    const Descriptor log(::openat(directory(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    char text[4096];
-    const ssize_t length = log.is_open() ? ::pread(log.get(), text, sizeof text, offset) : 0;
-    return length > 0 ? record_time({text, static_cast<std::size_t>(length)}) : -1;
-}
-
 ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSource &source) const
 {
     ServiceSurvey service;
@@ -196,7 +187,7 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
     const struct stat status = look_at(directory(), log, 0);
     service.wrong_type = !S_ISREG(status.st_mode);
     if (!service.wrong_type && status.st_size != 0) {
-        const std::time_t since = first_record_time(log, 0);
+        const std::time_t since = first_record_time(directory(), log, 0);
         service.waiting = {static_cast<std::uintmax_t>(status.st_size),
                            since == -1 ? status.st_mtime : since};
     }
@@ -211,39 +202,21 @@ PagesSurvey Surveyor::survey_pages(const DomainSurvey &domain, const LogSource &
     return pages;
 }
 
+std::vector<std::string> generator_confs(const DomainPaths &paths)
+{
+    std::vector<std::string> confs = {webalizer_conf_path(paths.domain, paths.vhosts_root)};
+    for (const LogSource &source : log_sources) {
+        if (has_own_statistics(source)) {
+            confs.push_back(awstats_conf_path(paths.domain, source.service));
+        }
+    }
+    confs.erase(std::remove_if(confs.begin(), confs.end(),
+                               [](const std::string &path) { return !is_there(path); }),
+                confs.end());
+    return confs;
+}
+
 const char *generator_name(WebstatKind kind)
 {
     return kind == webstat_webalizer ? "webalizer" : kind == webstat_awstats ? "awstats" : "none";
-}
-
-std::uintmax_t count_waiting_records(const DomainSurvey &survey)
-{
-    std::uintmax_t records = 0;
-    for (const ServiceSurvey &service : survey.services) {
-        if (service.waiting.bytes == 0) {
-            continue; // it may be none that can be read to its end
-        }
-        std::ifstream log(prepared_log_path(domain_paths(survey.domain), *service.source),
-                          std::ios::binary);
-        records +=
-            static_cast<std::uintmax_t>(std::count(std::istreambuf_iterator<char>(log), {}, '\n'));
-    }
-    return records;
-}
-
-std::time_t record_time(const std::string &record)
-{
-    tm fields = {};
-    const std::size_t bracket = record.find('[');
-    const std::size_t line_end = record.find('\n');
-    if (bracket < line_end &&
-        ::strptime(record.c_str() + bracket + 1, "%d/%b/%Y:%H:%M:%S %z", &fields) != nullptr) {
-        const long offset = fields.tm_gmtoff;
-        return ::timegm(&fields) - offset;
-    }
-    fields = {};
-    fields.tm_isdst = -1;
-    return ::strptime(record.c_str(), "%a %b %d %H:%M:%S %Y", &fields) == nullptr
-               ? -1
-               : std::mktime(&fields);
 }

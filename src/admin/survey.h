@@ -77,10 +77,6 @@ public:
     // When log preparation began last; 0 if it never has.
     std::time_t last_preparation() const { return last_preparation_; }
 
-    // The time of the record at the offset of a log, whose path is taken from the directory of all
-    // domains; -1 if that can't be told.
-    std::time_t first_record_time(const std::string &path, off_t offset) const;
-
     // Whether log preparation has positions of the domain's logs.
     bool has_positions(const std::string &domain) const { return positions_.count(domain) != 0; }
 
@@ -104,12 +100,8 @@ private:
     std::unordered_set<std::string> awstats_confs_; // "<domain>-<service>"
 };
 
+// The configurations of the domain's generators that there are, also links to nothing.
+std::vector<std::string> generator_confs(const DomainPaths &paths);
+
 // "webalizer", "awstats" or "none".
 const char *generator_name(WebstatKind kind);
-
-// Counts the lines of the prepared logs that have statistics of their own.
-std::uintmax_t count_waiting_records(const DomainSurvey &survey);
-
-// The time of a record as web servers (in brackets) or FTP servers (at its beginning, local time) write it; -1 if
-// it has none.
-std::time_t record_time(const std::string &record);
