@@ -10,12 +10,9 @@ protected:
 
 TEST_F(Domains, TheConfigurationsThatExistDecideTheKind)
 {
-    for (const char *const path :
-         {"v/system/kept/logs/x", "v/system/gone/conf/webalizer.conf", "v/system/both/conf/webalizer.conf",
-          "v/system/both/logs/x", "p/etc/awstats/awstats.both-http.conf", "v/system/http/logs/x",
-          "p/etc/awstats/awstats.http-http.conf", "v/system/https/logs/x", "p/etc/awstats/awstats.https-https.conf"}) {
-        write_file(path, "");
-    }
+    run_script("mkdir -p p/etc/awstats v/system; cd v/system; mkdir -p kept/logs both/logs http/logs https/logs; "
+               "mkdir both/conf gone gone/conf; touch both/conf/webalizer.conf gone/conf/webalizer.conf; "
+               "cd ../../p/etc/awstats; touch awstats.both-http.conf awstats.http-http.conf awstats.https-https.conf");
     const Outcome outcome = in_child([] {
         DomainKindMap map = {{"kept", 7}};
         for (const char *const domain : {"kept", "gone", "both", "http", "https"}) {
@@ -30,19 +27,14 @@ TEST_F(Domains, TheConfigurationsThatExistDecideTheKind)
 
 TEST_F(Domains, AnUnknownKindLosesItsPreparedLogsAndNothingElse)
 {
-    const std::string logs = "v/system/d/logs/";
-    for (const LogSource &source : log_sources) {
-        write_file(logs + source.log_name, "raw");
-        write_file(logs + source.log_name + ".webstat", "prepared");
-    }
-    fs::remove(logs + "xferlog.webstat");
-    write_file(logs + "xferlog.webstat/file", "x");
+    const std::string raw = "access_log access_ssl_log proxy_access_log proxy_access_ssl_log xferlog xferlog_regular";
+    run_script(
+        "mkdir -p v/system/d/logs/xferlog.webstat/x; cd v/system/d/logs; touch $0; touch $(printf '%s.webstat ' $0)",
+        raw);
     const Outcome outcome = in_child([] { process_domains({{"d", 7}, {"missing", 7}}); });
     EXPECT_EQ(outcome.err, "\n-----[ d\nWebstat: none\n"
                            "Unable to remove v/system/d/logs/xferlog.webstat : Directory not empty\n"
                            "\n-----[ missing\nWebstat: none\n");
-    for (const LogSource &source : log_sources) {
-        EXPECT_EQ(read_file(logs + source.log_name), "raw");
-        EXPECT_EQ(exists(logs + source.log_name + ".webstat"), std::string("xferlog") == source.log_name);
-    }
+    EXPECT_EQ(run_script("cd v/system/d/logs; echo *").out,
+              replace_all(raw, "g xferlog_", "g xferlog.webstat xferlog_") + "\n");
 }

@@ -14,19 +14,19 @@ protected:
         write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D v\nPRODUCT_ROOT_D p\n");
     }
 
-    // Adds to the log, to another one or to none, and to what is to come over.
-    void write(const std::string &lines, const std::string &log = "access_log") const
+    // Adds to the log, and to what is to come over.
+    void write(const std::string &lines) const
     {
-        for (const std::string &path : {logs + log, std::string("all")}) {
+        for (const std::string &path : {logs + "access_log", std::string("all")}) {
             std::ofstream(path, std::ios::app) << lines;
         }
     }
 
     // The same with a line that is like no other.
-    void writeLine(const std::string &log = "access_log") const
+    void writeLine() const
     {
         static int number = 0;
-        write("192.0.2.1 - - [15/May/2024:12:00:00 +0000] \"GET /" + std::to_string(++number) + "\" 200 1\n", log);
+        write("192.0.2.1 - - [15/May/2024:12:00:00 +0000] \"GET /" + std::to_string(++number) + "\" 200 1\n");
     }
 
     // Runs a shell script in the directory of the logs, with the log as $l and its position as $p. `new FILE` adds a

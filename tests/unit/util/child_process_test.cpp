@@ -38,18 +38,17 @@ TEST(CapturedRunner, CollectsBothStreamsWithoutDeadlockAndLeavesNothing)
 TEST(CapturedRunner, DoesNotWaitForABackgroundProcessThatHoldsThePipes)
 {
     const std::string background = "sleep 30 & echo $!; ";
-    const itimerval often = {{0, 100000}, {0, 100000}}; // its signals must not begin the second anew
-    ::signal(SIGALRM, [](int) {});
-    ::setitimer(ITIMER_REAL, &often, nullptr);
     const auto start = std::chrono::steady_clock::now();
-    errno = 0;
-    const Outcome ended = capture_script(background + "exit 4");
-    const Outcome killed = capture_script(background + "kill -TERM $$");
+    in_child([&] {
+        const itimerval often = {{0, 100000}, {0, 100000}}; // its signals must not begin the second anew
+        ::signal(SIGALRM, [](int) {});
+        ::setitimer(ITIMER_REAL, &often, nullptr);
+        const Outcome ended = capture_script(background + "exit 4");
+        const Outcome killed = capture_script(background + "kill -TERM $$");
+        EXPECT_TRUE(ended.status == 4 && killed.status == -1 && errno == 0);
+        EXPECT_EQ(::kill(std::stoi(ended.out), SIGKILL) + ::kill(std::stoi(killed.out), SIGKILL), 0);
+    });
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
-    EXPECT_TRUE(ended.status == 4 && killed.status == -1 && errno == 0);
-    EXPECT_EQ(::kill(std::stoi(ended.out), SIGKILL) + ::kill(std::stoi(killed.out), SIGKILL), 0);
-    const itimerval never = {};
-    ::setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 TEST(RunAndReport, SaysWhatAFailedProgramWrote)

@@ -5,13 +5,16 @@
 #include "util/run_program.h"
 #include "util/shell_command.h"
 
-TEST(ForkExecv, ReturnsTheRawStatus)
+TEST(StartingPrograms, WithTheStreamsOfThisOneOrWithNone)
 {
     EXPECT_EQ(fork_execv("/bin/sh", shell_arguments("kill -KILL $$").data()), SIGKILL);
     const Outcome outcome = in_child([] {
         std::printf("first\n");
         EXPECT_EQ(fork_execv("/bin/sh", shell_arguments("echo second").data()), 0);
         EXPECT_EQ(fork_execv("/nonexistent", shell_arguments("").data()), child_start_failed << 8);
+        EXPECT_EQ(util_exec("/bin/sh", "-c", "echo out; echo err >&2; cat; exit 7", nullptr), 7);
+        EXPECT_EQ(util_exec("/bin/sh", "-c", "kill -TERM $$", nullptr), 1);
+        EXPECT_EQ(util_exec("/nonexistent", nullptr), child_start_failed);
         ::close(STDIN_FILENO); // a closed stream stays closed
         const Arguments none_there = shell_arguments("[ ! -e /proc/$$/fd/0 ]");
         EXPECT_EQ(fork_execv("/bin/sh", none_there.data()), 0);
@@ -19,16 +22,6 @@ TEST(ForkExecv, ReturnsTheRawStatus)
     });
     expect_outcome(outcome, "first\nsecond\n",
                    "fork_execv: execv(\"/nonexistent\") failed: No such file or directory\n");
-}
-
-TEST(UtilExec, HasItsStreamsOnTheNullDevice)
-{
-    const Outcome outcome = in_child([] {
-        EXPECT_EQ(util_exec("/bin/sh", "-c", "echo out; echo err >&2; cat; exit 7", nullptr), 7);
-        EXPECT_EQ(util_exec("/bin/sh", "-c", "kill -TERM $$", nullptr), 1);
-        EXPECT_EQ(util_exec("/nonexistent", nullptr), child_start_failed);
-    });
-    expect_outcome(outcome, "", "");
 }
 
 TEST(ForkExecFd, ConnectsTheDescriptors)
