@@ -186,23 +186,17 @@ TEST_F(AwstatsRun, ASecondRunInTheSameMonthKeepsPagesAndLinks)
     expect_run(done_lines, 1, ttl_line);
     EXPECT_EQ(kept(), before);
     EXPECT_EQ(attributes(statistics(web) + "/2024-05"), "7:7 755"); // an existing month is left as it is
-    for (const std::string target : {"2024-0", "2024-055", "2024-06"}) {
+    for (const std::string target : {"2024-0", "2024-055", "2024-06", ""}) {
         fs::remove(statistics(web) + "/current");
-        fs::create_symlink(target, statistics(web) + "/current");
+        if (target.empty()) {
+            write_file(statistics(web) + "/current", "2024-05");
+        } else {
+            fs::create_symlink(target, statistics(web) + "/current");
+        }
         add_logs(1);
         expect_run(done_lines, 1, ttl_line);
         EXPECT_EQ(fs::read_symlink(statistics(web) + "/current"), "2024-05");
     }
-}
-
-TEST_F(AwstatsRun, ADirectoryInPlaceOfThePreviousMainPageStays)
-{
-    add_logs(1);
-    write_file(marker, "");
-    fs::create_directories(statistics(web) + "/2024-04/index.html");
-    EXPECT_TRUE(contains(run({"--calculate-domain", "a.example"}).err,
-                         "\nError: symlink awstats.a.example-http.html @/vhosts/system/a.example/statistics//webstat/"
-                         "2024-04/index.html: File exists\n"));
 }
 
 TEST_F(AwstatsRun, FilesThatAreNotAsExpectedDoNotStopTheRun)
@@ -211,12 +205,17 @@ TEST_F(AwstatsRun, FilesThatAreNotAsExpectedDoNotStopTheRun)
     fs::create_directories(statistics(web) + "/current/index.html");
     fs::create_directories(log_path("xferlog"));
     write_file(marker, "");
-    write_file("webstat", ""); // the bare name is looked up in the working directory
+    write_file("webstat",
+               ""); // the bare name is looked up in the working directory: the month's directory stays as it is
+    fs::create_directories(statistics(web) + "/2024-04/index.html");
+    fs::permissions(statistics(web) + "/2024-04", fs::owner_all);
     const Outcome outcome = run({"--calculate-domain", "a.example"});
     EXPECT_TRUE(contains(read_file(statistics(web) + "/current/awstats.a.example-http.html"), "record"));
-    EXPECT_FALSE(exists(statistics(web) + "/2024-04"));
+    EXPECT_EQ(attributes(statistics(web) + "/2024-04"), "0:0 700");
     EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink fromawstats.a.example-http.htmlto index.html\n"));
     const std::string parent = "@/vhosts/system/a.example/statistics//";
+    EXPECT_TRUE(contains(outcome.err, "\nError: symlink awstats.a.example-http.html " + parent +
+                                          "webstat/2024-04/index.html: File exists\n"));
     EXPECT_TRUE(contains(outcome.err, "\nUnable to symlink from " + parent + "webstat/2024-05to current_dir\n"));
     EXPECT_TRUE(contains(outcome.err, "\nERROR: Unable to mkdir " + parent + "anon_ftpstat/2024-05: No such file"));
     EXPECT_TRUE(contains(outcome.out, "Error: unable to open file @/" + log_path("xferlog") + ": Is a directory\n"));

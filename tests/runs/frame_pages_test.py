@@ -5,14 +5,11 @@ usage: frame_pages_test.py BUILD
 BUILD is a build with its tests. The program makes directories of root's.
 """
 
-import functools
-import http.server
 import os
 import pathlib
 import subprocess
 import sys
 import tempfile
-import threading
 import unittest
 
 from selenium import webdriver
@@ -21,7 +18,7 @@ from selenium.webdriver.support.ui import Select, WebDriverWait
 
 CHROMIUM_OPTIONS = """--headless --no-sandbox --disable-gpu --disable-dev-shm-usage --disable-quic
     --no-first-run --no-proxy-server --disable-background-networking --disable-component-update
-    --disable-sync""".split()
+    --disable-sync --allow-file-access-from-files""".split()
 
 MONTHS = ["2023-12", "2024-02", "2024-10", "2024-11"]
 # Other directories that lie there: names like months, and with characters of HTML and of shells.
@@ -31,11 +28,6 @@ NAMES = ['2023"', '2024-01">', "2024-12 old", "<1 & >2", "`$(reboot)`", "{{7*7}}
 ENTRIES = "Array.from(document.periodForm.periodSelect, entry => entry.text)"
 SHOWN = "[decodeURIComponent(location), document.body?.innerText.split('\\n')[0]]"
 FRAMES = "Array.from(frames, frame => [frame.name, frame.document.title, frame.document.readyState])"
-
-
-class QuietHandler(http.server.SimpleHTTPRequestHandler):
-    def log_message(self, *_):
-        pass
 
 
 def lay_out_server(root):
@@ -60,11 +52,7 @@ class FramePages(unittest.TestCase):
     def setUp(self):
         place = self.enterContext(tempfile.TemporaryDirectory())
         root = self.enterContext(tempfile.TemporaryDirectory())
-        handler = functools.partial(QuietHandler, directory=lay_out_server(root))
-        web = self.enterContext(http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler))
-        threading.Thread(target=web.serve_forever, daemon=True).start()
-        self.addCleanup(web.shutdown)
-        self.address = f"http://127.0.0.1:{web.server_port}/"
+        self.address = f"file://{lay_out_server(root)}/"
         options = webdriver.ChromeOptions()
         options.binary_location = "/usr/bin/chromium"
         for option in [*CHROMIUM_OPTIONS, f"--user-data-dir={place}"]:
@@ -94,7 +82,7 @@ class FramePages(unittest.TestCase):
         Select(self.browser.find_element("name", "periodSelect")).select_by_visible_text(entry)
 
     def test_each_directory_is_an_entry_that_shows_its_page(self):
-        self.browser.get(self.address)
+        self.browser.get(self.address + "index.html")
         self.wait_for_page("current", MONTHS[-1])
         self.wait_for([["topFrame", "Navigation", "complete"], ["mainFrame", "", "complete"]], FRAMES)
         self.assertEqual(self.browser.title, "AWStats for domain")

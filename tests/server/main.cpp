@@ -1,4 +1,5 @@
-// Lays out a sample server from outside of the tests.
+// Lays out a sample server from outside of the tests, below an absolute path: PROGRAM stands in for the generators, KIND
+// is none, webalizer or awstats.
 
 #include "server/sample_server.h"
 
@@ -8,11 +9,8 @@
 namespace
 {
 
-const char *const usage =
-    "usage: sample_server lay-out DIRECTORY [PROGRAM]        PROGRAM stands in for the generators\n"
-    "       sample_server add DIRECTORY KIND COUNT [LOG]...  domains KIND000001.example and so on\n"
-    "       sample_server bring DIRECTORY raw|prepared       more records\n"
-    "KIND is none, webalizer or awstats. DIRECTORY is an absolute path.\n";
+const char *const usage = "usage: sample_server lay-out DIRECTORY [PROGRAM] | add DIRECTORY KIND COUNT [LOG]... | "
+                          "bring DIRECTORY raw|prepared\n";
 
 void add(const SampleServer &server, const std::string &kind, int count, const std::vector<std::string> &logs)
 {
