@@ -76,12 +76,6 @@ TEST_F(WebalizerRun, AllDomainsInByteWiseOrderWithAllLogs)
     }
 }
 
-TEST_F(WebalizerRun, ANamedDomainWithoutLogs)
-{
-    expect_outcome(run(one_domain), "Finished.\n", "Domain a.example not exists, skip it\n" + preparation_lines);
-    EXPECT_EQ(calls(), preparation_call);
-}
-
 TEST_F(WebalizerRun, AFailingSecondPassKeepsItsLogAndNothingElse)
 {
     server.addDomain("a.example", Kind::webalizer, {"access_log", "xferlog"});
