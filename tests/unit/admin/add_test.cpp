@@ -55,6 +55,7 @@ $ add a.example --generator webalizer
 a.example has a generator already: P/etc/awstats/awstats.a.example-http.conf; 'statistics_admin remove' takes it away
 )");
     expect_lines(R"(
+$ for words in '' ad add 'add x --generator y' 'add x --generator awstats --months 0' 'add x --generator awstats --log x=/y' 'add x --generator awstats --log xferlog=y' 'rebuild --month 5' 'rebuild --month 2024-05 --stale' 'rebuild n.example' remove 'remove q' 'list q' 'list -x'; do $A $words || echo $?; done 2>&1 | grep -vx -e 'statistics_admin: .*' -e 2
 $ for deed in 'remove a.example' 'add n.example --generator webalizer' rebuild; do flock lock_of_runs/lock $A $deed || :; done 2>&1 | uniq -c
       3 statistics_admin: a run is going on (it holds lock_of_runs/lock); wait for its end
 $ rm -r panel/var/webalizer; $A add y.example --generator webalizer
