@@ -23,29 +23,6 @@ const char *const places =
 
 using Hostile = WholeRun;
 
-TEST_F(Hostile, NamesOfDomains)
-{
-    std::string all;
-    for (int code = 1; code < 256; ++code) {
-        all += code == '/' ? "" : std::string(1, static_cast<char>(code));
-    }
-    const std::vector<std::string> names = {
-        " ",      "$(touch hit)", "'; touch hit; '",      "\"; touch hit; \"", "\ntouch hit\n", "-o",
-        "%s%n%d", "...",          std::string(200, '\''), all.substr(0, 127),  all.substr(127)};
-    for (const Kind kind : {Kind::none, Kind::webalizer}) {
-        server.layOut();
-        for (const std::string &name : names) {
-            server.addDomain(name, kind);
-        }
-        expect_outcome({"", "", run().status}, "", "");
-        EXPECT_EQ(server.judge(), Violations());
-        EXPECT_FALSE(exists("hit"));
-        for (const std::string &name : names) {
-            EXPECT_TRUE(lines_of(server.preparedLog(name, "access_log")).empty()) << name;
-        }
-    }
-}
-
 // Wherever it is put, the run ends in time, and only the domain at the place may have lost records.
 TEST_F(Hostile, LinksPipesAndDevices)
 {

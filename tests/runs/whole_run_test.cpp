@@ -140,6 +140,17 @@ TEST_F(WebalizerRun, ErrorsThatEndTheProcess)
     EXPECT_TRUE(contains(outcome.err, "@/vhosts/system/"));
 }
 
+TEST_F(WebalizerRun, NoNameIsACommand)
+{
+    const std::string name =
+        "-o $(touch hit)`touch hit`; touch hit\ntouch hit\n'; touch hit; '\"; touch hit; \"%s%n\x01\xff";
+    server.addDomain(name, Kind::webalizer);
+    EXPECT_EQ(run().status, 0);
+    EXPECT_EQ(server.judge(), Violations());
+    EXPECT_EQ(read_file(log_path("access_log", name)), "");
+    EXPECT_FALSE(exists("hit"));
+}
+
 TEST_F(WebalizerRun, HelpDoesNothingElse)
 {
     const std::string help = "Allowed commands:\n"
