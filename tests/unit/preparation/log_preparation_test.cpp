@@ -286,8 +286,9 @@ TEST_F(Preparation, WaitsForAnotherOne)
     writeLine();
     prepare();
     const std::string script =
-        "exec 9<p/var/log_positions; flock 9; \"$0\" 9<&- & until grep -q -- "
-        "\"-> FLOCK .* $! \" /proc/locks; do sleep .01; done; echo late >>\"$1\"; flock -u 9; wait $!";
+        "exec 9<p/var/log_positions; flock 9; \"$0\" 9<&- & until grep -q 'State:.S' /proc/$!/status && "
+        "readlink /proc/$!/fd/[3-8] | grep -q log_positions$; do sleep .01; done; echo late >>\"$1\"; flock -u 9; wait "
+        "$!";
     EXPECT_EQ(run_program({"sh", "-c", script, STATISTICS_LOG_PROCESSOR, logs + "access_log"}).status, 0);
     EXPECT_EQ(read_file(prepared), read_file("all") + "late\n");
     EXPECT_EQ(::chmod("p/var/log_positions", 0777), 0);
