@@ -70,6 +70,7 @@ TEST_F(AwstatsAdapter, AnUpdateSucceedsOnlyWithItsDataOnTheDisk)
         {update_of_two, "rename:signal=KILL:when=2", -SIGKILL, "a1.txt:old\n", "a.update.before"},
         {foreign + "60;\n" + update, "fsync:error=EIO", 1, "a1.txt:old\n", "no line of the log is in the format"},
         {foreign + "3;\n" + update, "rename:error=EIO:when=2", 0, "a1.txt:new\n", ""}, // known lines were there before
+        {foreign + "60; $NbOfLinesParsed = 61;\n" + update, "rename:error=EIO:when=2", 0, "a1.txt:new\n", ""},
         {foreign + "3;\n", "rename:error=EIO", 1, "a1.txt:old\n", "no line of the log is in the format"},
         {replace_all(update, "7.8", "9.0"), "fsync:error=EIO", 0, "a1.txt:new\n", "sync()"},
         {update + "=pod\n", "fsync:error=EIO", 0, "a1.txt:new\n", "sync()"}, // it cannot be compiled as a routine
