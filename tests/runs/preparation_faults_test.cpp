@@ -27,16 +27,19 @@ Outcome prepare_logs()
 }
 
 // One log is rotated between a line that is taken and one that is not; of another one, which was
-// copied and truncated, the prepared log is empty; the third one is new. Lines that the generators
+// copied and truncated and lies behind a link, the prepared log is empty; the third one is new. Lines that the generators
 // take in lie below fed.
 void lay_out()
 {
-    for (const char *const directory : {"v", "p", "fed"}) {
+    for (const char *const directory : {"v", "p", "fed", "raw"}) {
         fs::remove_all(directory);
     }
     write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D v\nPRODUCT_ROOT_D p\n");
     fs::create_directories("p/var");
     write_file(marker, "");
+    fs::create_directories("raw");
+    fs::create_directories(logs);
+    fs::create_symlink("../../../../raw/access_ssl_log", std::string(logs) + "access_ssl_log");
     for (const char *const name : {names[0], names[1]}) {
         write_file(std::string(logs) + name, line(name, 1));
     }
@@ -48,10 +51,9 @@ void lay_out()
         add_to(std::string(logs) + name, line(name, 2));
     }
     const std::string access_log = std::string(logs) + "access_log";
-    EXPECT_EQ(run_program({"sh", "-c", "mv $0 $0.1; gzip $0.1; cp $1 $1.1; : >$1", access_log,
-                           std::string(logs) + "access_ssl_log"})
-                  .status,
-              0);
+    EXPECT_EQ(
+        run_program({"sh", "-c", "mv $0 $0.1; gzip $0.1; cp $1 $1.1; : >$1", access_log, "raw/access_ssl_log"}).status,
+        0);
     for (const char *const name : {names[0], names[1]}) {
         add_to(std::string(logs) + name, line(name, 3));
     }
