@@ -157,12 +157,13 @@ bool is_cut_off(const Place &log, const LogFile &file, const TakenFile &newest)
 }
 
 // Goes on where the log that was being read is gone: after the last line taken, where one of the
-// files holds that in another place; at the end of a log that was cut off; or else from the beginning
+// files holds that in another place, with enough before it to be certain; at the end of a log that was cut off; or else from the beginning
 // of all that follow what is known of the older file. Returns the message.
 std::string go_on(const Place &log, const TakenFile &newest, std::deque<UnreadFile> &files)
 {
     const auto first = files.begin() + (!files.empty() && files.front().taken > 0 ? 1 : 0);
-    for (auto next = files.end(); next != first && newest.ending != 0; --next) {
+    const bool is_long = newest.ending != 0 && newest.taken >= ending_reach;
+    for (auto next = files.end(); next != first && is_long; --next) {
         UnreadFile &file = *(next - 1);
         file.file.reopen();
         if (const std::optional<std::uint64_t> end = file.file.findEnding(newest)) {

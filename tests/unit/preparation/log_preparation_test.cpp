@@ -38,7 +38,7 @@ protected:
             new() { n=x$n; echo $n | tee -a $r/all >>$1; }
             prep() { (cd $r; $0 2>&1) }
             keep() { tee -a $r/all; }
-            much() { seq ${1}000 ${1}999 | keep >>$l; prep; new $l; head -n 950 $l >f; }
+            much() { seq -f %09.0f ${1}0000 ${1}9999 | keep >>$l; prep; new $l; head -n 950 $l >f; }
             )";
         const Outcome outcome = run_script(beginning + script, STATISTICS_LOG_PROCESSOR);
         EXPECT_EQ(outcome.status, 0) << script << outcome.err;
@@ -154,6 +154,8 @@ TEST_F(Preparation, SaysWhatIsLost)
     inLogs("mv $l $l.1; rm $l.1; echo a >$l.3; echo b | gzip >$l.2.gz; echo c >$l");
     std::ofstream("all", std::ios::app) << "a\nb\nc\n";
     EXPECT_EQ(prepare(1), gone + "access_log.3\n");
+    inLogs("rm $l; echo bc | keep >$l"); // what was taken is in it, too, but by chance
+    EXPECT_EQ(prepare(1), gone + "access_log\n");
     write(std::string(5000, 'x') + "\n");
     prepare();
     inLogs("echo late >$l.1; truncate -s 4999 $l");
@@ -165,7 +167,7 @@ TEST_F(Preparation, SaysWhatIsLost)
     EXPECT_EQ(prepare(1), "access_log: was edited; going on after the last line taken, in access_log\n");
     inLogs("much 3; new $l; tail -n 500 $l >$l.1; keep <f >>$l.1; gzip $l.1; : >$l");
     EXPECT_EQ(prepare(1), "access_log: was edited; going on after the last line taken, in access_log.1.gz\n");
-    inLogs("much 4; prep; mv $l $l.1; rm $l.1; (cat f; seq 5000 9000) | keep >$l");
+    inLogs("much 4; prep; mv $l $l.1; rm $l.1; (cat f; seq 50000 90000) | keep >$l");
     EXPECT_EQ(prepare(1), gone + "access_log\n");
     expectAll();
     inLogs("rm $l; : >$l");
