@@ -47,14 +47,14 @@ browse_pages() {
     fi
 }
 
-# The faults mostly wait.
-try_faults_and_check_style() {
-    local faults status=0
-    as_root tests/runs/faults short "$shipped" >"$shipped/faults.out" 2>&1 &
-    faults=$!
+# The trials mostly wait.
+run_trials_and_check_style() {
+    local trials status=0
+    (as_root tests/runs/faults short "$shipped" && browse_pages) >"$shipped/trials.out" 2>&1 &
+    trials=$!
     scripts/check_style || status=1
-    wait "$faults" || status=1
-    cat "$shipped/faults.out"
+    wait "$trials" || status=1
+    cat "$shipped/trials.out"
     return "$status"
 }
 
@@ -78,8 +78,7 @@ show_coverage() {
 
 stage 'packages' install_all
 stage 'tests of what is shipped' build_and_test "$shipped" -DCMAKE_BUILD_TYPE=Release
-stage 'pages in a browser' browse_pages
-stage 'faults and kills, style' try_faults_and_check_style
+stage 'faults, kills, pages in a browser; style' run_trials_and_check_style
 forget_coverage
 stage 'tests with sanitizers' build_and_test "$sanitized" -DCMAKE_BUILD_TYPE=Debug -DSANITIZE=ON \
     -DCMAKE_CXX_FLAGS=--coverage -DCMAKE_UNITY_BUILD=ON
