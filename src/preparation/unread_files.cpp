@@ -94,10 +94,12 @@ Found find_taken(const Place &log, const Names &names, std::size_t end, const Ta
     return found;
 }
 
-bool was_written_after(const UnreadFile &file, std::int64_t time)
+// Whether the file was written to at or after the time: the clock of files stands still for some
+// milliseconds, in which much can be written.
+bool was_written_since(const UnreadFile &file, std::int64_t time)
 {
     const timespec &written = file.file.place().status.st_mtim;
-    return written.tv_sec * std::int64_t{1000000000} + written.tv_nsec > time;
+    return written.tv_sec * std::int64_t{1000000000} + written.tv_nsec >= time;
 }
 
 // Drops the copy of the log, made to truncate the log next, from before the log. A log that is
@@ -157,8 +159,9 @@ bool is_cut_off(const Place &log, const LogFile &file, const TakenFile &newest)
 }
 
 // Goes on where the log that was being read is gone: after the last line taken, where one of the
-// files holds that in another place, with enough before it to be certain; at the end of a log that was cut off; or else from the beginning
-// of all that follow what is known of the older file. Returns the message.
+// files holds that in another place, with enough before it to be certain; at the end of a log that
+// was cut off; or else from the beginning of all that follow what is known of the older file. Returns
+// the message.
 std::string go_on(const Place &log, const TakenFile &newest, std::deque<UnreadFile> &files)
 {
     const auto first = files.begin() + (!files.empty() && files.front().taken > 0 ? 1 : 0);
@@ -191,7 +194,7 @@ bool is_late(const UnreadFile &file, const TakenFile &older, const TakenFile &ne
 {
     const Place &place = file.file.place();
     return (place.status.st_ino == older.inode && !is_compressed(place.name)) ||
-           was_written_after(file, newest.changed);
+           was_written_since(file, newest.changed);
 }
 
 // Finds what is unread of the older file, among the names up to `end`.

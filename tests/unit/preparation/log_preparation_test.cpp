@@ -103,7 +103,7 @@ TEST_F(Preparation, FollowsRotation)
         "mv $l $l.1; : >$l; mv $l.1 $l.2; mv $l $l.1", // an empty one between
         "mv $l.5.gz $l.10.gz; mv $l $l.9",
         "mv $l $l.2; : >$l.1; new $l; prep; new $l.1", // by who has not opened the new one yet
-        "mv $l $l.2; : >$l.1; new $l; prep; new $l.1; gzip $l.1",
+        "mv $l $l.2; : >$l.1; new $l; prep; new $l.1; touch -r $l $l.1; gzip $l.1", // the clock of files is coarse
         "mv $l $l.2; : >$l.1; new $l; prep; new $l.1; mv $l.2 $l.3; mv $l.1 $l.2; mv $l $l.1",
         "prep; mkdir f; mv $l $l.5.gz f; prep | grep -q missing; prep | grep -q missing; mv f/* .; rmdir f",
         "prep; mv $l $l.1; new $l; prep; mv $l f; prep | grep -q missing; prep | grep -q missing; mv f $l",
