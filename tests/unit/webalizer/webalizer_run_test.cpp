@@ -6,9 +6,10 @@ namespace
 
 const std::string prepared_log = "v w/system/a/logs/access_log.webstat";
 
+void nothing() {}
+
 // Runs over a log with a record. Returns the output.
-std::string run(
-    const std::string &product_root, const std::function<void()> &prepare = [] {})
+std::string run(const std::string &product_root, const std::function<void()> &prepare = nothing)
 {
     write_file("etc/zut/zut.conf", "HTTPD_VHOSTS_D v w\nPRODUCT_ROOT_D " + product_root + "\nWEB_STAT sh -c true  \n");
     write_file(prepared_log, "record");
