@@ -25,6 +25,6 @@ protected:
 
 // Reads the lines of the file after so many bytes and gives them to the taker, unless that is null;
 // what follows the last newline is no line yet. Zeros at the beginning of the file are passed over: a
-// hole that a writer has left which does not append, when the log was truncated. Needs no more memory for a longer line. Returns
-// where the lines end. Throws what LogFile and the taker throw.
+// hole that a writer has left which does not append, when the log was truncated. Needs no more memory
+// for a longer line. Returns where the lines end. Throws what LogFile and the taker throw.
 std::uint64_t read_lines(LogFile &file, std::uint64_t from, LineTaker *taker);

@@ -101,7 +101,9 @@ void LogFile::reopen()
 
 void LogFile::startDecompressing()
 {
-    const int copy = ::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0); // closed with the stream
+    const int copy = ::lseek(file_.get(), 0, SEEK_SET) == 0
+                         ? ::fcntl(file_.get(), F_DUPFD_CLOEXEC, 0) // closed with the stream
+                         : -1;
     if (copy == -1) {
         fail(place_.path);
     }
@@ -212,13 +214,15 @@ TakenFile LogFile::asTaken(std::uint64_t bytes)
     file.changed = changed_at(place_.status);
     file.taken = bytes;
     file.fingerprint = fingerprint(beginning_, fingerprinted(bytes));
-    if (!is_compressed(place_.name)) {
-        const std::string text = readBefore(bytes);
-        if (text.size() < summed_up(bytes)) {
-            throw LogChanged(place_.path);
-        }
-        file.ending = sum_of(text);
+    if (is_compressed(place_.name)) {
+        startDecompressing();
     }
+    const std::string text = readBefore(bytes);
+    endReading();
+    if (text.size() < summed_up(bytes)) {
+        throw LogChanged(place_.path);
+    }
+    file.ending = sum_of(text);
     return file;
 }
 

@@ -71,8 +71,8 @@ public:
     // Returns when what it holds lies safely on the disk.
     void sync() const;
 
-    // What there is to remember when so many bytes are taken. Throws LogChanged if they are no longer
-    // there. Of a compressed file, which does not grow, no ending.
+    // What there is to remember when so many bytes are taken; ends reading. Throws LogChanged if they
+    // are no longer there.
     TakenFile asTaken(std::uint64_t bytes);
 
 private:

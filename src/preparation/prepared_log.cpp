@@ -39,6 +39,7 @@ PreparedLog::~PreparedLog()
         return;
     }
     try {
+        file_ = Descriptor(); // there may be no other left
         position_ = read_log_position(position_path_).value_or(position_);
         settle();
     } catch (const std::exception &) { // the next start tries again

@@ -102,24 +102,27 @@ bool was_written_since(const UnreadFile &file, std::int64_t time)
     return written.tv_sec * std::int64_t{1000000000} + written.tv_nsec >= time;
 }
 
-// Drops the copy of the log, made to truncate the log next, from before the log. A log that is
-// rotated in this way keeps its inode.
-void drop_copy(const TakenFile &newest, std::deque<UnreadFile> &files)
+// Drops the copies of the log, of which the last was made to truncate the log next, from before it.
+// A log that is rotated in this way keeps its inode.
+void drop_copies(const TakenFile &newest, std::deque<UnreadFile> &files)
 {
     const bool is_first_time = newest.inode == 0;
     if (files.size() < 2 ||
         (!is_first_time && files.back().file.place().status.st_ino != newest.inode)) {
         return;
     }
-    LogFile &log = files.back().file;
-    UnreadFile &copy = files[files.size() - 2];
-    const off_t size = copy.file.place().status.st_size;
-    if (copy.taken > 0 || is_compressed(copy.file.place().name)) {
-        return;
-    }
-    log.reopen();
-    copy.file.reopen();
-    if (log.isKnownAs(copy.file.asTaken(static_cast<std::uint64_t>(size)))) {
+    while (files.size() > 1) {
+        LogFile &log = files.back().file;
+        UnreadFile &copy = files[files.size() - 2];
+        const off_t size = copy.file.place().status.st_size;
+        if (copy.taken > 0 || is_compressed(copy.file.place().name)) {
+            return;
+        }
+        log.reopen();
+        copy.file.reopen();
+        if (!log.isKnownAs(copy.file.asTaken(static_cast<std::uint64_t>(size)))) {
+            return;
+        }
         files.erase(files.end() - 2);
     }
 }
@@ -151,17 +154,26 @@ bool find_rest(const Place &log, const LogPosition &position, Unread &unread)
     return true;
 }
 
-// Whether it is the log that was being read, without its end.
-bool is_cut_off(const Place &log, const LogFile &file, const TakenFile &newest)
+// How much there is of the file that was being read, where it lacks the end of what was taken: the
+// log was cut off, or lines were taken between its copy and its truncation. 0 if it is another file.
+std::uint64_t length_cut_off(LogFile &file, const TakenFile &newest)
 {
-    return file.place().name == log.name && file.beginsAs(newest) &&
-           file.upToEnd(newest.taken) < newest.taken;
+    if (!file.beginsAs(newest)) {
+        return 0;
+    }
+    std::uint64_t length = file.upToEnd(newest.taken);
+    if (is_compressed(file.place().name)) {
+        file.reopen();
+        length = read_lines(file, 0, nullptr);
+        file.close();
+    }
+    return length < newest.taken ? length : 0;
 }
 
 // Goes on where the log that was being read is gone: after the last line taken, where one of the
-// files holds that in another place, with enough before it to be certain; at the end of a log that
-// was cut off; or else from the beginning of all that follow what is known of the older file. Returns
-// the message.
+// files holds that in another place, with enough before it to be certain; at the end of a file that
+// lacks the end of what was taken; or else from the beginning of all that follow what is known of the
+// older file. Returns the message.
 std::string go_on(const Place &log, const TakenFile &newest, std::deque<UnreadFile> &files)
 {
     const auto first = files.begin() + (!files.empty() && files.front().taken > 0 ? 1 : 0);
@@ -176,11 +188,15 @@ std::string go_on(const Place &log, const TakenFile &newest, std::deque<UnreadFi
             return log.path + ": was edited; going on after the last line taken, in " + name;
         }
     }
-    if (first != files.end() && is_cut_off(log, files.back().file, newest)) {
-        files.back().taken = files.back().file.upToEnd(newest.taken);
-        files.erase(first, files.end() - 1);
-        return log.path + ": is shorter than what was taken of it; going on from its end, past "
+    for (auto next = files.end(); next != first; --next) {
+        UnreadFile &file = *(next - 1);
+        if (const std::uint64_t length = length_cut_off(file.file, newest)) {
+            file.taken = length;
+            const std::string path = file.file.place().path;
+            files.erase(first, next - 1);
+            return path + ": is shorter than what was taken of it; going on from its end, past "
                           "what was written since";
+        }
     }
     return log.path +
            ": the log that was being read is gone, with what it held after the last line taken; "
@@ -276,7 +292,7 @@ Unread find_unread(const Place &log, const LogPosition &position)
     if (!find_rest(log, position, unread)) {
         const Names names = chain(log);
         find_rotated(log, position, names, unread);
-        drop_copy(position.files.back(), unread.files);
+        drop_copies(position.files.back(), unread.files);
         if (!is_same_chain(log, names, unread.files)) {
             throw LogChanged(log.path);
         }

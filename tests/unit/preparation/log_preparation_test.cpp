@@ -113,6 +113,8 @@ TEST_F(Preparation, FollowsRotation)
         "much 2; cp $l $l.1; keep <f >$l",                          // the new log begins as the old one does
         "much 2; cp $l $l.1; gzip $l.1; (cat f; seq 9000) | keep >$l",
         "much 2; cp $l $l.2; (cat f; seq 2 9) | keep >$l; cp $l $l.1; (cat f; seq 9000) | keep >$l",
+        "much 2; cp $l $l.1; gzip $l.1; keep <f >$l; new $l; prep; mv $l.1.gz $l.2.gz; cp $l $l.1; gzip $l.1; "
+        "(cat f; seq -f %09.0f 30000) | keep >$l",
         "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
         "mv $l $l.1; gzip $l.1; new $l; mv $l.1.gz $l.2.gz; gzip $l; mv $l.gz $l.1.gz",
         "mv $l $l.1; new $l.1; new $l; prep; new $l.1; mv $l.1 $l.2; gzip $l.2; mv $l $l.1; new $l", // late once more
@@ -170,7 +172,11 @@ TEST_F(Preparation, SaysWhatIsLost)
     inLogs("much 4; prep; mv $l $l.1; rm $l.1; (cat f; seq 50000 90000) | keep >$l");
     EXPECT_EQ(prepare(1), gone + "access_log\n");
     expectAll();
-    inLogs("rm $l; : >$l");
+    inLogs("much 5; prep; cp $l $l.1; new $l; prep; : >$l; new $l; touch $l.1"); // taken between copy and truncation
+    EXPECT_EQ(prepare(1), "access_log.1: is shorter than what was taken of it; going on from its end, past what was "
+                          "written since\n");
+    expectAll();
+    inLogs("rm $l $l.1; : >$l");
     EXPECT_EQ(prepare(1), gone + "access_log\n");
     inLogs("mv $l $l.1"); // what was passed before is not taken now
     prepare();
