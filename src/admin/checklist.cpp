@@ -3,6 +3,8 @@
 #include "admin/listing.h"
 #include "util/shell_quote.h"
 
+#include <boost/filesystem.hpp>
+
 #include <fcntl.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -72,23 +74,27 @@ void Checklist::expect_shared_directory(const std::string &path, Written written
     if (expect_kind(path, found, mode) && written == Written::yes) {
         expect_disk(path, found.st_dev);
     }
-    above_.insert(without_slashes(path));
+    above_.insert({found.st_dev, found.st_ino});
     expect_owner_above(path);
 }
 
 void Checklist::expect_owner_above(const std::string &path)
 {
-    std::string above = without_slashes(path);
-    while (above.find('/') != std::string::npos && above != "/") {
-        above = without_slashes(above.substr(0, above.rfind('/') + 1));
-        struct stat found = {};
-        if (!above_.insert(above).second || ::stat(above.c_str(), &found) != 0) {
-            continue;
+    boost::system::error_code error;
+    const std::string real = boost::filesystem::canonical(path, error).string();
+    for (std::string above : {without_slashes(path), real}) {
+        while (above.find('/') != std::string::npos && above != "/") {
+            above = without_slashes(above.substr(0, above.rfind('/') + 1));
+            struct stat found = {};
+            if (::stat(above.c_str(), &found) != 0 ||
+                !above_.insert({found.st_dev, found.st_ino}).second) {
+                continue;
+            }
+            if ((found.st_mode & S_ISVTX) != 0) {
+                found.st_mode &= ~static_cast<mode_t>(S_IWGRP | S_IWOTH);
+            }
+            expect_owner(above, found);
         }
-        if ((found.st_mode & S_ISVTX) != 0) {
-            found.st_mode &= ~static_cast<mode_t>(S_IWGRP | S_IWOTH);
-        }
-        expect_owner(above, found);
     }
 }
 

@@ -31,7 +31,7 @@ public:
     // That nobody but root may write.
     void expect_owner(const std::string &path, const struct stat &found);
 
-    // The same of the directories above the path; one in which everybody can only touch what is his
+    // The same of the directories above the path, and above what it leads to; one in which everybody can only touch what is his
     // own, as in /tmp, will do.
     void expect_owner_above(const std::string &path);
 
@@ -46,7 +46,7 @@ private:
 
     Problems problems_;
     std::string domain_;
-    std::set<std::string> above_; // directories that have been looked at
+    std::set<std::pair<dev_t, ino_t>> above_; // directories that have been looked at
     std::set<std::pair<dev_t, bool>>
         disks_; // that have been looked at, and whether they are read-only
 };

@@ -3,6 +3,7 @@
 #include "admin/listing.h"
 #include "admin/log_checks.h"
 #include "admin/places.h"
+#include "domain/domain_name.h"
 #include "util/shell_quote.h"
 
 #include <fcntl.h>
@@ -103,9 +104,12 @@ void DomainChecks::check_without_generator()
     } else if (has_something && look(std::string("conf/") + no_statistics_name).st_mode == 0) {
         list_.add(ProblemKind::no_generator,
                   "has logs or pages, but no generator: every run deletes its records",
-                  "statistics_admin add " + word + " --generator " +
-                      (has_webalizer_state ? "webalizer" : "awstats") +
-                      ", or 'statistics_admin remove " + word + "' if that is meant");
+                  is_valid_domain_name(domain_.domain.c_str())
+                      ? "statistics_admin add " + word + " --generator " +
+                            (has_webalizer_state ? "webalizer" : "awstats") +
+                            ", or, if that is meant, statistics_admin remove " + word
+                      : "move it elsewhere, as its name is no domain name, or touch " +
+                            shell_quote(domain_conf_path(paths_, no_statistics_name)));
     }
 }
 

@@ -118,7 +118,10 @@ std::vector<Job> plan_named(const Selection &selection, const Surveyor &surveyor
         }
         const std::vector<Job> more = plan_domain(selection, survey, months);
         if (more.empty() && !selection.stale) {
-            throw Refusal(domain + ": AWStats has no data of that month");
+            const std::string &service = selection.service;
+            throw Refusal(domain + ": AWStats has no " +
+                          (service.empty() ? "" : "configuration for " + service + ", or no ") +
+                          "data of that month");
         }
         jobs.insert(jobs.end(), more.begin(), more.end());
     }

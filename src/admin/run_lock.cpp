@@ -28,23 +28,25 @@ std::string lock_directory()
     return path.substr(0, path.rfind('/'));
 }
 
-// Waits for the child and for what becomes a child of this process when the child ends. The signals,
-// which are blocked, are passed on to the child. Returns the status of the child's end.
-int wait_for_all(pid_t child, const sigset_t &signals)
+// Waits for the child or for all children of this process, also those that it gets when the child ends.
+// The signals, which are blocked, are passed on to the child. Returns its exit status, or 128 and the
+// number of the signal that ended it.
+int wait_for(pid_t child, bool all, const sigset_t &signals)
 {
     int child_status = 0;
     bool child_runs = true;
     for (;;) {
         int status = 0;
         pid_t ended = 0;
-        while ((ended = ::waitpid(-1, &status, WNOHANG)) > 0) {
+        while ((ended = ::waitpid(all ? -1 : child, &status, WNOHANG)) > 0) {
             if (ended == child) {
                 child_runs = false;
                 child_status = status;
             }
         }
         if (ended == -1) {
-            return child_status;
+            return WIFEXITED(child_status) ? WEXITSTATUS(child_status)
+                                           : 128 + WTERMSIG(child_status);
         }
         int signal = 0;
         if (::sigwait(&signals, &signal) == 0 && signal != SIGCHLD && child_runs) {
@@ -84,23 +86,24 @@ Descriptor take_run_lock(RunLock if_held)
 int work_under_run_lock(RunLock if_held, const std::function<int()> &work)
 {
     const Descriptor lock = take_run_lock(if_held);
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     sigset_t before;
     sigset_t signals = ending_signals();
     ::sigaddset(&signals, SIGCHLD);
     ::sigprocmask(SIG_BLOCK, &signals, &before);
     std::cout.flush();
-    const pid_t child = ::fork();
+    pid_t child = ::fork();
+    const bool is_keeper = child == 0;
+    if (is_keeper) {
+        ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+        child = ::fork();
+    }
     const int error_number = errno;
-    const int status = child > 0 ? wait_for_all(child, signals) : 0;
+    const int status = child > 0 ? wait_for(child, is_keeper, signals) : 0;
     ::sigprocmask(SIG_SETMASK, &before, nullptr);
     if (child == -1) {
         throw refusal_of("fork", error_number);
     }
-    if (child == 0) {
-        return work();
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return child == 0 ? work() : status;
 }
 
 bool run_lock_is_held()

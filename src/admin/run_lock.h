@@ -14,11 +14,12 @@ enum class RunLock { refuse, wait };
 // error, or throws Refusal. Throws Refusal, too, if it can't be taken at all.
 Descriptor take_run_lock(RunLock if_held);
 
-// Takes the lock as take_run_lock does and works under it in a child process, which goes on from here
-// and ends with the program, while this process holds the lock until the child and all that it has
-// started have ended, also where the child is killed. Signals that ask to end are passed on to the
-// child. In the child, returns what the work does; in this process the child's exit status, or 128 and
-// the number of the signal that ended it.
+// Takes the lock as take_run_lock does and works under it in a worker process, which goes on from here
+// and ends with the program. A keeper process between this one and the worker ends, and this one goes
+// on, only when the worker and all that it has started have ended, also where the worker is killed;
+// the lock is held until then. Children that this process was started with are not waited for. Signals
+// that ask to end are passed on to the worker. In the worker, returns what the work does; in the others
+// the worker's exit status, or 128 and the number of the signal that ended it.
 int work_under_run_lock(RunLock if_held, const std::function<int()> &work);
 
 // Whether somebody holds the lock.

@@ -43,7 +43,11 @@ void expect_generator(Checklist &checklist, const std::string &path)
         std::string output;
         std::string answer;
         if (korvo::forkExecvGetOutErr(output, answer, path, words) != 0) {
-            checklist.add(ProblemKind::program, answer.substr(0, answer.find('\n')),
+            const std::string reason = answer.substr(0, answer.find('\n'));
+            checklist.add(ProblemKind::program,
+                          reason.compare(0, path.size(), path) == 0 ? reason
+                          : reason.empty()                          ? path + " has failed"
+                                                                    : path + ": " + reason,
                           "install the package of the generator");
         }
     }

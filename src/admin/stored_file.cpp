@@ -16,8 +16,10 @@ namespace
 // Returns 0, or the error number.
 int store(const std::string &path, const std::string &text, mode_t mode)
 {
-    Descriptor file(
-        ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+        return errno;
+    }
+    Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     const char *from = text.data();
     const char *const end = from + text.size();
     bool stored = file.is_open() && ::fchmod(file.get(), mode) == 0;
@@ -48,6 +50,10 @@ NewFile::~NewFile()
 
 void replace_file(const std::string &path, const std::string &text)
 {
+    struct stat found = {};
+    if (::lstat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode)) {
+        throw Refusal(path + ": not a regular file");
+    }
     const NewFile file(path, text, 0644);
     if (::rename(file.name().c_str(), path.c_str()) != 0) {
         throw refusal_of(path, errno);

@@ -23,5 +23,5 @@ private:
 };
 
 // Puts the text in the place of the file: readers see the old text or the new one. Throws Refusal, with
-// the path, if that fails; then the old one stays.
+// the path, if that fails or what lies there is no regular file; then that stays.
 void replace_file(const std::string &path, const std::string &text);

@@ -140,8 +140,10 @@ std::set<std::string> Surveyor::configured_domains() const
 
 DomainSurvey Surveyor::survey_named(const std::string &domain) const
 {
-    require_domain_name(domain);
-    DomainSurvey found = survey(domain);
+    DomainSurvey found;
+    if (std::binary_search(domains_.begin(), domains_.end(), domain)) {
+        found = survey(domain);
+    }
     if (!found.has_logs) {
         throw Refusal(domain + " is not a domain here: there is no " +
                       logs_dir_path(domain_paths(domain)));

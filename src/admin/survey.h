@@ -71,7 +71,8 @@ public:
 
     DomainSurvey survey(const std::string &domain) const;
 
-    // The same for a domain that somebody has named: throws Refusal if it has no logs.
+    // The same for a domain that somebody has named: throws Refusal if it is not among
+    // them or has no logs. What a run takes for a domain need not be a domain name.
     DomainSurvey survey_named(const std::string &domain) const;
 
     // When log preparation began last; 0 if it never has.

@@ -39,9 +39,13 @@ a.example: V/a.example/statistics/webstat is a link in place of a directory; men
 a.example: access_ssl_log has records, but there is no P/etc/awstats/awstats.a.example-https.conf; mend: write that file, or statistics_admin remove --force a.example && statistics_admin add a.example --generator awstats
 a.example: V/a.example/statistics/ftpstat is not a directory; mend: mv V/a.example/statistics/ftpstat V/a.example/statistics/ftpstat.old && install -d -m 755 V/a.example/statistics/ftpstat
 $ rm panel/etc/awstats/*http.conf; echo >$V/n.example/logs/proxy_access_log; mv panel/etc/awstats/*ftp.conf panel/etc/awstats/awstats.g.example-ftp.conf; touch $PAGES/webalizer.hist $PAGES/index.html
-a.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add a.example --generator webalizer, or 'statistics_admin remove a.example' if that is meant
-n.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add n.example --generator awstats, or 'statistics_admin remove n.example' if that is meant
+a.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add a.example --generator webalizer, or, if that is meant, statistics_admin remove a.example
+n.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add n.example --generator awstats, or, if that is meant, statistics_admin remove n.example
 g.example: has AWStats configurations, but no V/g.example/logs/; mend: statistics_admin remove g.example, or install -d -m 750 V/g.example/logs/
+$ mv $V/w.example $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; mkdir own own/up; chmod 777 own; mv panel/var/webalizer own/up; ln -s $PWD/own/up/webalizer panel/var; $A list w_1 | grep -o w_1
+w_1
+server: @/own can be written to by others than root; mend: chmod go-w @/own
+w_1: has logs or pages, but no generator: every run deletes its records; mend: move it elsewhere, as its name is no domain name, or touch V/w_1/conf/no_statistics
 $ rm panel/etc/awstats/*http.conf
 a.example: has AWStats configurations, but not the one that makes AWStats its generator: every run deletes its records; mend: restore P/etc/awstats/awstats.a.example-http.conf
 $ mkdir panel/var/log_positions/w.example; cd panel/var/log_positions/w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' | tee access_log proxy_access_log >xferlog; echo >xferlog_regular; cd $OLDPWD; touch $V/w.example/logs/proxy_access_log.1; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/access_log; echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; echo 'Sun May 12 01:02:03 2024 1 x' >$V/w.example/logs/xferlog.webstat
@@ -91,6 +95,10 @@ $ sed -i '/WEB_STAT/ d' etc/zut/zut.conf; echo WEB_STAT )" WEBALIZER_ADAPTER
 @: STOCK_WEBALIZER names no Webalizer: /none; mend: install the package of the generator
 $ rm etc/zut/zut.conf; ln -s none etc/zut/zut.conf; $A check | head -1
 server: etc/zut/zut.conf is a link that leads to no file; mend: mv etc/zut/zut.conf etc/zut/zut.conf.old && statistics_admin setup
+$ mkfifo f metrics.new; $A check --prometheus f || $A check --prometheus metrics; ls -F | grep -E '^(f|metrics.*)[|]?$'
+statistics_admin: f: not a regular file
+f|
+metrics
 $ echo 'Sun May 12 12:00:00 2024 1 x' >$V/w.example/logs/xferlog.webstat; touch -d @7 panel/var/log_positions; $A check --json --prometheus metrics | grep -B1 '"domain": "w'; grep -E '^[^#]*(generator="awstats|last|waiting|disk)' metrics
     "kind": "waiting",
     "domain": "w.example",

@@ -25,7 +25,7 @@ TEST_F(Rebuild, MakesWhatIsNamedAndTellsWhatItCouldNot)
 $ $A rebuild a.example 2>&-
 a.example http 2024-05
 Stat_ttl for the domain is 120.
-$ $A rebuild a.example --month 2024-04
+$ timeout 60 bash -c '$A rebuild a.example --month 2024-04 > >(cat)'
 a.example http 2024-04
 $ $A rebuild --service ftp
 No AWStats domain keeps data of 2024-05
@@ -44,9 +44,10 @@ statistics_admin: a.example http 2024-05: the pages could not be made; see above
 
 TEST_F(Rebuild, KilledHoldsTheLockUntilItsPageBuilderHasEnded)
 {
-    EXPECT_EQ(shell("mkfifo started go; printf '*build*\necho >started; read go <go\n' >fail; $A rebuild >&- 2>&- & "
-                    "cat started; worker=$(cat /proc/$!/task/$!/children); "
-                    "kill $!; while kill -0 $worker; do :; done 2>&-; flock -n lock_of_runs/lock true || echo held; "
-                    "echo >go; wait $! || echo $?; flock -n lock_of_runs/lock true"),
-              "\nheld\n143\n");
+    EXPECT_EQ(
+        shell("mkfifo started go; printf '*build*\necho >started; read go <go\n' >fail; $A rebuild >&- 2>&- & "
+              "cat started; keeper=$(cat /proc/$!/task/*/children); worker=$(cat /proc/${keeper% }/task/*/children); "
+              "kill $!; while kill -0 $worker; do :; done 2>&-; flock -n lock_of_runs/lock true || echo held; "
+              "echo >go; wait $! || echo $?; flock -n lock_of_runs/lock true"),
+        "\nheld\n143\n");
 }
