@@ -113,8 +113,7 @@ TEST_F(Preparation, FollowsRotation)
         "much 2; cp $l $l.1; keep <f >$l",                          // the new log begins as the old one does
         "much 2; cp $l $l.1; gzip $l.1; (cat f; seq 9000) | keep >$l",
         "much 2; cp $l $l.2; (cat f; seq 2 9) | keep >$l; cp $l $l.1; (cat f; seq 9000) | keep >$l",
-        "much 2; cp $l $l.1; gzip $l.1; keep <f >$l; new $l; prep; mv $l.1.gz $l.2.gz; cp $l $l.1; gzip $l.1; "
-        "(cat f; seq -f %09.0f 30000) | keep >$l",
+        "much 2; gzip <$l >$l.1.gz; keep <f >$l; new $l; prep; gzip <$l >$l.0.gz; (cat f; seq 30000) | keep >$l",
         "cp $l $l.1; echo >>$l.1; truncate -s -1 $l.1; cp $l.1 new; mv new $l", // not rotated, but for its inode
         "mv $l $l.1; gzip $l.1; new $l; mv $l.1.gz $l.2.gz; gzip $l; mv $l.gz $l.1.gz",
         "mv $l $l.1; new $l.1; new $l; prep; new $l.1; mv $l.1 $l.2; gzip $l.2; mv $l $l.1; new $l", // late once more
