@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
-// The files in which AWStats keeps its data, one a month and configuration: "awstatsMMYYYY.<name>.txt" in
-// the directory that the configuration calls DirData.
+// The files in which AWStats keeps its data, one a month and configuration:
+// "awstatsMMYYYY.<name>.txt" in the directory that the configuration calls DirData.
 class AwstatsData
 {
 public:

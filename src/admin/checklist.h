@@ -31,8 +31,8 @@ public:
     // That nobody but root may write.
     void expect_owner(const std::string &path, const struct stat &found);
 
-    // The same of the directories above the path, and above what it leads to; one in which everybody can only touch what is his
-    // own, as in /tmp, will do.
+    // The same of the directories above the path, and above what it leads to; one in which everybody
+    // can only touch what is his own, as in /tmp, will do.
     void expect_owner_above(const std::string &path);
 
     // That it is a program, which only root can change or replace. Returns whether it can be started.

@@ -54,7 +54,7 @@ OwnedConfig read_configuration()
     return config;
 }
 
-// The letters and digits of a name.
+// The name in capitals, without its underscores.
 std::string bare(const std::string &name)
 {
     std::string letters;
@@ -66,8 +66,8 @@ std::string bare(const std::string &name)
     return letters;
 }
 
-// The setting that was probably meant by a name that is none: they differ in no more than two letters side
-// by side. Null if there is none: the file can hold what others need.
+// The setting that was probably meant by a name that is none: they differ in no more than two letters
+// side by side. Null if there is none: the file can hold what others need.
 const char *meant_by(const std::string &name)
 {
     const std::string letters = bare(name);

@@ -5,8 +5,8 @@
 #include <functional>
 #include <string>
 
-// What lies at the path below the directory of the descriptor; flags as for fstatat. st_mode is 0 if there
-// is nothing, or it can't be looked at.
+// What lies at the path below the directory of the descriptor; flags as for fstatat. st_mode is 0 if
+// there is nothing, or it can't be looked at.
 struct stat look_at(int at, const std::string &path, int flags);
 
 // Whether there is anything at the path, a link to nothing too.

@@ -8,8 +8,8 @@
 
 #include <iterator>
 
-// Checks of the logs of one domain, which find what waits in them and what keeps it from being taken. The
-// checklist, the domain and the surveyor must outlive them.
+// Checks of the logs of one domain, which find what waits in them and what keeps it from being taken.
+// The checklist, the domain and the surveyor must outlive them.
 class LogChecks
 {
 public:

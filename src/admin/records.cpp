@@ -12,8 +12,8 @@
 namespace
 {
 
-// The time of a record as web servers (in brackets) or FTP servers (at its beginning, local time) write
-// it; -1 if it has none.
+// The time of a record as web servers (in brackets) or FTP servers (at its beginning, local time)
+// write it; -1 if it has none.
 std::time_t record_time(const std::string &record)
 {
     tm fields = {};

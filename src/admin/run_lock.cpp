@@ -28,10 +28,10 @@ std::string lock_directory()
     return path.substr(0, path.rfind('/'));
 }
 
-// Waits for the child or for all children of this process, also those that it gets when the child ends.
-// The signals, which are blocked, are passed on to the child. Returns its exit status, or 128 and the
-// number of the signal that ended it.
-int wait_for(pid_t child, bool all, const sigset_t &signals)
+// Waits for the child or for all children of this process, also those that it gets when the child
+// ends. The signals, which are blocked, are passed on to the child. Returns its exit status, or 128
+// and the number of the signal that ended it.
+int wait_passing_signals(pid_t child, bool all, const sigset_t &signals)
 {
     int child_status = 0;
     bool child_runs = true;
@@ -98,7 +98,7 @@ int work_under_run_lock(RunLock if_held, const std::function<int()> &work)
         child = ::fork();
     }
     const int error_number = errno;
-    const int status = child > 0 ? wait_for(child, is_keeper, signals) : 0;
+    const int status = child > 0 ? wait_passing_signals(child, is_keeper, signals) : 0;
     ::sigprocmask(SIG_SETMASK, &before, nullptr);
     if (child == -1) {
         throw refusal_of("fork", error_number);
