@@ -2,7 +2,9 @@
 # Lets statistics_run work with AWStats' page builder of the same name: AWSTATS_TOOLS_D names the
 # directory of this file. It takes "-option value" as well as "-option=value", which is all that the
 # page builder understands, writes months with two digits, and fails where the page builder ends
-# without an error but has not made all pages, or not all of one.
+# without an error but has not made all pages, or not all of one. The pages are made in a directory of
+# their own, .making, and take the place of the old ones when all are complete, the main page last:
+# until then its time tells that the others are old.
 #
 # The page builder starts awstats.pl once for each page, and most of the time goes into compiling that.
 # Here its own code runs with another routine in the place of the backquotes, by which it starts
@@ -16,6 +18,7 @@ use warnings;
 use Cwd qw(realpath);
 use Fcntl qw(:seek);
 use File::Basename qw(dirname);
+use File::Path qw(remove_tree);
 use lib dirname(realpath(__FILE__));
 use Adapter;
 
@@ -138,15 +141,33 @@ sub is_complete {
     return $end =~ m{</(?:html|table)>\s*\z}i;
 }
 
+# Replaces the pages of a directory by those that were made in another one. Returns why that can't be,
+# or nothing.
+sub put_in_place {
+    my ($from, $to, $main_page, @pages) = @_;
+    for my $page ($main_page, @pages) {
+        return "$to/$page is not complete" if !is_complete("$from/$page");
+    }
+    opendir my $listing, $from or return "cannot read $from: $!";
+    my @others = grep { !/^\.\.?$/ && $_ ne $main_page } readdir $listing;
+    for my $file (@others, $main_page) {
+        rename "$from/$file", "$to/$file" or return "cannot replace $to/$file: $!";
+    }
+    return;
+}
+
 $| = 1;
 my $builder = stock_program('page builder of AWStats', 'AWSTATS_STOCK_BUILDER', @usual_places);
 my @words = join_values(@ARGV);
 my $config = value_of('config', @words) // fail('there is no -config');
 my $directory = value_of('dir', @words) // '.';
 my $page = "awstats.$config.html";
-my ($status, $made, @pages) = build_pages($builder, @words);
+my $making = "$directory/.making";
+remove_tree($making);
+mkdir $making, 0700 or fail("cannot make $making: $!");
+my ($status, $made, @pages) = build_pages($builder, (grep { !/^--?dir=/i } @words), "-dir=$making");
+my $trouble = "the pages of $config are not made, or not all of them; see above";
+$trouble = put_in_place($making, $directory, $page, @pages) if $status == 0 && $made eq $page;
+remove_tree($making);
 exit $status if $status != 0;
-fail("the pages of $config are not made, or not all of them; see above") if $made ne $page;
-for my $path (map { "$directory/$_" } $page, @pages) {
-    fail("$path is not complete") if !is_complete($path);
-}
+fail($trouble) if $trouble;

@@ -4,17 +4,20 @@ class BuilderAdapter : public InTempDir
 {
 protected:
     const std::string said = R"(print "Main HTML page is 'awstats.a-http.html'.\n";)";
-    const std::string made = "open F, '>', 'out dir//awstats.a-http.html'; print F '</html>'; close F; " + said;
+    const std::string made = "my ($d) = map { /^-dir=(.*)/ } @ARGV; for ('urls.', '') {\n"
+                             "open F, '>', \"$d/awstats.a-http.${_}html\"; print F 'new </html>'; close F }\n" +
+                             said;
     const std::string known_words = "-Config a-http '-dir=out dir//' ";
 
     BuilderAdapter() { fs::create_directory("out dir"); }
 
     // Runs the adapter with a stand-in for the page builder, which prints its arguments and ends in the given way.
-    static Outcome run(const std::string &words, const std::string &ending, const std::string &builder = "stock.pl")
+    static Outcome run(const std::string &words, const std::string &ending, const std::string &builder = "stock.pl",
+                       const std::string &tracer = "")
     {
         write_file("stock.pl", R"(print map({ "[$_]" } @ARGV), "\n"; print STDERR 'complained'; )" + ending);
         ::setenv("AWSTATS_STOCK_BUILDER", builder.c_str(), 1);
-        return run_script(BUILDER_ADAPTER " " + words);
+        return run_script(tracer + BUILDER_ADAPTER " " + words);
     }
 };
 
@@ -28,7 +31,7 @@ TEST_F(BuilderAdapter, FormsOfOptions)
         {"-builddate -buildpdf=/bin/x -diricons ''", "[-builddate][-buildpdf=/bin/x][-diricons=]"},
     };
     for (const auto &[words, received] : rows) {
-        const std::string said_first = std::string("[-Config=a-http][-dir=out dir//]") + received + "\n";
+        const std::string said_first = std::string("[-Config=a-http]") + received + "[-dir=out dir///.making]\n";
         expect_outcome(run(known_words + words, made), said_first + "Main HTML page is 'awstats.a-http.html'.\n",
                        "complained");
     }
@@ -41,8 +44,8 @@ TEST_F(BuilderAdapter, EndsThatAreFailures)
     const std::tuple<std::string, int, const char *, const char *> rows[] = {
         {said, 1, "/awstats.a-http.html is not complete\n", "stock.pl"},
         {replace_all(made, "</", "<"), 1, "/awstats.a-http.html is not complete\n", "stock.pl"},
-        {R"(print "Build main page: x\nBuild urls page: x\n";)" + made, 1,
-         "/awstats.a-http.urls.html is not complete\n", "stock.pl"},
+        {R"(print "Build main page: x\nBuild hosts page: x\n";)" + made, 1,
+         "/awstats.a-http.hosts.html is not complete\n", "stock.pl"},
         {made + "exit 3", 3, "complained", "stock.pl"},
         {made + "kill 9, $$", 128 + 9, "complained", "stock.pl"},
         {"exit 0", 1, "the pages of a-http are not made, or not all of them", "stock.pl"},
@@ -52,13 +55,32 @@ TEST_F(BuilderAdapter, EndsThatAreFailures)
         {made, 1, "AWSTATS_STOCK_BUILDER names no page builder of AWStats: copy.pl\n", "copy.pl"},
     };
     for (const auto &[ending, status, told, builder] : rows) {
-        fs::remove("out dir/awstats.a-http.html");
+        write_file("out dir/awstats.a-http.html", "old");
         const Outcome outcome = run(known_words, ending, builder);
         EXPECT_EQ(outcome.status, status) << ending;
         EXPECT_TRUE(contains(outcome.err, told));
+        EXPECT_EQ(run_script("cat 'out dir/'*; ls -A 'out dir'").out, "oldawstats.a-http.html\n") << ending;
     }
     EXPECT_TRUE(contains(run("-dir out", made).err, "there is no -config\n"));
     EXPECT_TRUE(contains(run("-config", made).err, "-config has no value\n"));
+}
+
+TEST_F(BuilderAdapter, PutsTheMainPageInPlaceLast)
+{
+    const std::pair<const char *, const char *> rows[] = {
+        {"rename:error=EIO:when=1", "old old awstats.a-http.html awstats.a-http.urls.html\n"},
+        {"rename:error=EIO:when=2", "old new awstats.a-http.html awstats.a-http.urls.html\n"},
+        {"rename:signal=KILL:when=2", "old new .making awstats.a-http.html awstats.a-http.urls.html\n"},
+        {"rename:error=EIO:when=3", "new new awstats.a-http.html awstats.a-http.urls.html\n"}};
+    for (const auto &[fault, pages] : rows) {
+        write_file("out dir/.making/rest", "");
+        write_file("out dir/awstats.a-http.html", "old ");
+        write_file("out dir/awstats.a-http.urls.html", "old ");
+        const Outcome outcome =
+            run(known_words, made, "stock.pl", std::string("strace -fo trace -e inject=") + fault + " ");
+        EXPECT_EQ(outcome.status == 0, contains(pages, "new new")) << fault;
+        EXPECT_EQ(run_script("cd 'out dir'; echo $(sed 's|</html>||' *) $(ls -A)").out, pages) << fault;
+    }
 }
 
 // However awstats.pl is run, the pages are the same. It tells how often it was compiled.
