@@ -74,7 +74,11 @@ void DomainChecks::check_logs()
         if (domain_.kind != webstat_none) {
             logs_.check_raw_log(source);
         }
-        if (surveyor_.has_positions(domain_.domain)) {
+        // Where the raw log is gone, its prepared one has stayed, unless runs delete it.
+        const std::string log = source.log_name;
+        if (surveyor_.has_positions(domain_.domain) &&
+            (domain_.kind == webstat_none || domain_.has_log(log) ||
+             domain_.has_log(log + ".webstat"))) {
             logs_.check_position(source);
         }
     }
