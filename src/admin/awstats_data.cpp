@@ -47,19 +47,20 @@ const AwstatsData::Months &AwstatsData::listing(const std::string &directory)
     const auto [found, is_new] = listings_.try_emplace(directory);
     Months &months = found->second;
     if (is_new) {
-        read_directory(AT_FDCWD, (directory + "/.").c_str(), [&](const char *entry, unsigned char) {
-            const std::string file = entry;
-            const std::size_t name = prefix.size() + 7;
-            if (file.size() <= name + suffix.size() ||
-                file.compare(0, prefix.size(), prefix) != 0 || file[name - 1] != '.' ||
-                file.compare(file.size() - suffix.size(), suffix.size(), suffix) != 0) {
-                return;
-            }
-            const Month month = month_of_data(file.substr(prefix.size(), 6));
-            if (month != no_month) {
-                months[file.substr(name, file.size() - name - suffix.size())].push_back(month);
-            }
-        });
+        read_directory(
+            AT_FDCWD, (directory + "/.").c_str(), [&](int, const char *entry, unsigned char) {
+                const std::string file = entry;
+                const std::size_t name = prefix.size() + 7;
+                if (file.size() <= name + suffix.size() ||
+                    file.compare(0, prefix.size(), prefix) != 0 || file[name - 1] != '.' ||
+                    file.compare(file.size() - suffix.size(), suffix.size(), suffix) != 0) {
+                    return;
+                }
+                const Month month = month_of_data(file.substr(prefix.size(), 6));
+                if (month != no_month) {
+                    months[file.substr(name, file.size() - name - suffix.size())].push_back(month);
+                }
+            });
     }
     return months;
 }

@@ -36,7 +36,7 @@ bool read_directory(int at, const char *path, const EntryReader &reader)
             const auto *const entry =
                 reinterpret_cast<const dirent64 *>(&buffer[static_cast<std::size_t>(at_entry)]);
             if (!is_dot_or_dot_dot(entry->d_name)) {
-                reader(entry->d_name, entry->d_type);
+                reader(directory.get(), entry->d_name, entry->d_type);
             }
             at_entry += entry->d_reclen;
         }

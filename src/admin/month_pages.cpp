@@ -50,7 +50,7 @@ std::vector<Month> MonthPagesSurveyor::expired_months(const std::string &directo
 {
     std::vector<Month> months;
     read_directory(surveyor_.directory(), directory.c_str(),
-                   [&](const char *name, unsigned char type) {
+                   [&](int, const char *name, unsigned char type) {
                        const Month month = type == DT_LNK ? no_month : month_of_name(name);
                        if (month != no_month && month < newest) {
                            months.push_back(month);

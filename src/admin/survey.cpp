@@ -32,19 +32,19 @@ std::string webalizer_month(const std::string &name)
 bool measure(int at, const std::string &path, PagesSurvey &pages, bool is_top)
 {
     bool has_index = false;
-    read_directory(at, path.c_str(), [&](const char *name, unsigned char type) {
-        const std::string entry = path + "/" + name;
+    read_directory(at, path.c_str(), [&](int directory, const char *name, unsigned char type) {
         has_index = has_index || std::strcmp(name, "index.html") == 0;
         if (type == DT_LNK) {
             return;
         }
-        const struct stat status = look_at(at, entry, AT_SYMLINK_NOFOLLOW);
+        const struct stat status = look_at(directory, name, AT_SYMLINK_NOFOLLOW);
         pages.bytes += static_cast<std::uintmax_t>(status.st_blocks) * 512;
-        std::string month = webalizer_month(name);
+        std::string month;
         if (S_ISDIR(status.st_mode)) {
-            month = measure(at, entry, pages, false) ? name : "";
+            month = measure(directory, name, pages, false) ? name : "";
         } else {
             pages.made = std::max(pages.made, status.st_mtime);
+            month = is_top ? webalizer_month(name) : "";
         }
         if (is_top && month_of_name(month) != no_month) {
             pages.months.push_back(month);
@@ -91,9 +91,8 @@ Surveyor::Surveyor()
 {
     const bool read =
         directory_.is_open() &&
-        read_directory(directory_.get(), ".", [&](const char *name, unsigned char type) {
-            if (type == DT_DIR ||
-                (type != DT_REG && S_ISDIR(look_at(directory(), name, 0).st_mode))) {
+        read_directory(directory_.get(), ".", [&](int at, const char *name, unsigned char type) {
+            if (type == DT_DIR || (type != DT_REG && S_ISDIR(look_at(at, name, 0).st_mode))) {
                 domains_.emplace_back(name);
             }
         });
@@ -105,17 +104,16 @@ Surveyor::Surveyor()
         throw refusal_of(domains_dir_path(), errno);
     }
     std::sort(domains_.begin(), domains_.end());
-    const Descriptor confs(
-        ::open(panel_path("etc/awstats").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     knows_configurations_ =
-        read_directory(confs.get(), ".", [&](const char *name, unsigned char type) {
-            if (type == DT_REG || look_at(confs.get(), name, 0).st_mode != 0) {
-                awstats_confs_.insert(configuration_of(name));
-            }
-        });
+        read_directory(AT_FDCWD, panel_path("etc/awstats/.").c_str(),
+                       [&](int at, const char *name, unsigned char type) {
+                           if (type == DT_REG || look_at(at, name, 0).st_mode != 0) {
+                               awstats_confs_.insert(configuration_of(name));
+                           }
+                       });
     last_preparation_ = look_at(AT_FDCWD, log_positions_dir(), 0).st_mtime;
     read_directory(AT_FDCWD, log_positions_dir().c_str(),
-                   [&](const char *name, unsigned char) { positions_.insert(name); });
+                   [&](int, const char *name, unsigned char) { positions_.insert(name); });
 }
 
 bool Surveyor::has_awstats_conf(const std::string &domain, const LogSource &source) const
@@ -158,7 +156,7 @@ DomainSurvey Surveyor::survey(const std::string &domain) const
     survey.logs = look_at(directory(), domain + "/logs", AT_SYMLINK_NOFOLLOW);
     survey.has_logs =
         survey.logs.st_mode != 0 && read_directory(directory(), (domain + "/logs/.").c_str(),
-                                                   [&](const char *name, unsigned char) {
+                                                   [&](int, const char *name, unsigned char) {
                                                        survey.log_names.emplace_back(name);
                                                    });
     survey.webalizer_conf = look_at(directory(), domain + "/conf/webalizer.conf", 0);
