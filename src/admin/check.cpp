@@ -7,6 +7,7 @@
 #include "admin/run_lock.h"
 #include "admin/server_checks.h"
 #include "admin/texts.h"
+#include "domain/domain_name.h"
 #include "util/directories.h"
 #include "util/shell_quote.h"
 
@@ -62,8 +63,10 @@ void check_domains(Checklist &checklist, Totals &totals)
         const std::string logs = logs_dir_path(domain_paths(domain));
         checklist.begin_domain(domain);
         checklist.add(ProblemKind::place, "has AWStats configurations, but no " + logs,
-                      "statistics_admin remove " + shell_quote(domain) + ", or install -d -m 750 " +
-                          shell_quote(logs));
+                      (is_valid_domain_name(domain.c_str())
+                           ? "statistics_admin remove " + shell_quote(domain)
+                           : "remove them") +
+                          ", or install -d -m 750 " + shell_quote(logs));
     }
     checklist.begin_domain("");
 }

@@ -131,8 +131,10 @@ void DomainChecks::check_unconfigured(const ServiceSurvey &service)
         list_.add(ProblemKind::no_configuration,
                   std::string(service.source->log_name) + " has records, but there is no " +
                       awstats_conf_path(domain_.domain, service.source->service),
-                  "write that file, or statistics_admin remove --force " + word +
-                      " && statistics_admin add " + word + " --generator awstats");
+                  is_valid_domain_name(domain_.domain.c_str())
+                      ? "write that file, or statistics_admin remove --force " + word +
+                            " && statistics_admin add " + word + " --generator awstats"
+                      : "write that file");
     }
 }
 

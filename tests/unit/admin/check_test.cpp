@@ -46,6 +46,10 @@ $ mv $V/w.example $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; mkdir ow
 w_1
 server: @/own can be written to by others than root; mend: chmod go-w @/own
 w_1: has logs or pages, but no generator: every run deletes its records; mend: move it elsewhere, as its name is no domain name, or touch V/w_1/conf/no_statistics
+$ mv $V/w.example $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; touch panel/etc/awstats/awstats.v_1-http.conf panel/etc/awstats/awstats.w_1-http.conf
+w_1: V/w_1/statistics/webstat is missing; mend: install -d -m 755 V/w_1/statistics/webstat
+w_1: xferlog has records, but there is no P/etc/awstats/awstats.w_1-anon_ftp.conf; mend: write that file
+v_1: has AWStats configurations, but no V/v_1/logs/; mend: remove them, or install -d -m 750 V/v_1/logs/
 $ rm panel/etc/awstats/*http.conf
 a.example: has AWStats configurations, but not the one that makes AWStats its generator: every run deletes its records; mend: restore P/etc/awstats/awstats.a.example-http.conf
 $ mkdir panel/var/log_positions/w.example; cd panel/var/log_positions/w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' | tee access_log proxy_access_log >xferlog; echo >xferlog_regular; cd $OLDPWD; touch $V/w.example/logs/proxy_access_log.webstat $V/w.example/logs/proxy_access_log.1 $V/w.example/logs/xferlog_regular.webstat; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/access_log; echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; echo 'Sun May 12 01:02:03 2024 1 x' >$V/w.example/logs/xferlog.webstat
