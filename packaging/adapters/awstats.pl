@@ -7,8 +7,9 @@
 #
 # AWStats takes the records of a new log that are not later than the last one it knows for known, which
 # loses those of the same second. It tells a log that it is given again by its last line; in any other
-# one the last second is open again. And where not one of 50 lines or more, or of the first lines ever, is
-# of the configured format, the update fails, also if AWStats is told to skip more of them.
+# one the last second is open again. And where no line is of the configured format, the update fails if
+# one holds a request of a web server or a transfer, if there are 50 or more, or if they are the first
+# ones ever, also if AWStats is told to skip more of them. Others, as probes for TLS leave them, count.
 #
 # AWStats writes the new data of each month beside the old and renames one after the other. The update
 # therefore runs in this process, where this file's own routines stand in the place of "rename" and
@@ -27,6 +28,8 @@ use lib dirname(realpath(__FILE__));
 use Symbol qw(qualify_to_ref);
 use Adapter;
 
+my $request = qr{\b[A-Z]{3,}\s\S+\s+HTTP/\d};
+my $transfer = qr{^\w{3} \w{3} [ \d]\d [\d:]{8} \d{4} \d+ \S+ \d+ };
 my $updater = 0;
 my $has_failed = 0;
 my $lock;
@@ -113,12 +116,26 @@ sub open_last_second_in_new_log {
     $LastLine -= 1 if $LastLine > 0 && CheckSum($line) != $LastLineChecksum;
 }
 
-# Whether there are fewer lines of another format than that, or others between them. If not, says so.
+# Whether one of the lines that were parsed, which are the last ones of the log, is a record.
+sub holds_record {
+    our ($LogFile, $NbOfLinesParsed);
+    open my $log, '<', $LogFile // '' or return 0;
+    my @parsed;
+    while (my $line = <$log>) {
+        push @parsed, $line;
+        shift @parsed if @parsed > $NbOfLinesParsed;
+    }
+    return grep { /$request|$transfer/ } @parsed;
+}
+
+# Whether a line is of the configured format, or there are fewer of another one than that, and none of
+# them a record. If not, says so.
 sub is_known_format {
     my ($enough) = @_;
     our ($NbOfLinesParsed, $NbOfLinesCorrupted, $NbOfLinesComment, $NbOfLinesBlank);
-    return 1 if ($NbOfLinesCorrupted // 0) < $enough;
+    return 1 if !$NbOfLinesCorrupted;
     return 1 if $NbOfLinesParsed != $NbOfLinesCorrupted + $NbOfLinesComment + $NbOfLinesBlank;
+    return 1 if $NbOfLinesCorrupted < $enough && !holds_record();
     complain('no line of the log is in the format of the configuration');
     return 0;
 }

@@ -71,12 +71,20 @@ TEST_F(AwstatsAdapter, AnUpdateSucceedsOnlyWithItsDataOnTheDisk)
         {foreign + "60;\n" + update, "fsync:error=EIO", 1, "a1.txt:old\n", "no line of the log is in the format"},
         {foreign + "3;\n" + update, "rename:error=EIO:when=2", 0, "a1.txt:new\n", ""}, // known lines were there before
         {foreign + "60; $NbOfLinesParsed = 61;\n" + update, "rename:error=EIO:when=2", 0, "a1.txt:new\n", ""},
+        {foreign + "3; $LogFile = 'web';\n" + update, "rename:error=EIO:when=2", 1, "a1.txt:old\n",
+         "no line of the log"},
+        {foreign + "3; $LogFile = 'ftp';\n" + update, "rename:error=EIO:when=2", 1, "a1.txt:old\n",
+         "no line of the log"},
+        {foreign + "2; $LogFile = 'web';\n" + update, "rename:error=EIO:when=2", 0, "a1.txt:new\n",
+         ""}, // of its last two
         {foreign + "3;\n", "rename:error=EIO", 1, "a1.txt:old\n", "no line of the log is in the format"},
         {replace_all(update, "7.8", "9.0"), "fsync:error=EIO", 0, "a1.txt:new\n", "sync()"},
         {update + "=pod\n", "fsync:error=EIO", 0, "a1.txt:new\n", "sync()"}, // it cannot be compiled as a routine
         {script + "0", "fsync:error=EIO", 0, "a1.txt:new\n", "sync()"},
         {script + "5", "fsync:error=EIO", 5, "a1.txt:new\n", ""},
     };
+    write_file("web", "a 7 \"GET / HTTP/1.1\" 200\nprobe\nprobe\n");
+    write_file("ftp", "Sun Nov  1 10:00:00 2026 1 a 5 /f b _ o a x ftp 0 * c\n");
     for (const auto &[program, fault, status, files, told] : rows) {
         write_stock(program);
         const Outcome outcome = run(fault);
