@@ -7,8 +7,8 @@ use Exporter qw(import);
 use Fcntl qw(:flock);
 use File::Basename qw(dirname);
 use IO::Handle;
-our @EXPORT = qw(awstats_program compiled complain exit_status fail is_adapter is_kept_absent keep
-    locked opened_private put_back_all run_program settle stock_program synced);
+our @EXPORT = qw(awstats_program compiled complain exit_status fail is_adapter is_given_to_owner
+    is_kept_absent keep locked opened_private put_back_all run_program settle stock_program synced);
 
 my $name = $0;
 my $absent = 'no file before';
@@ -98,6 +98,14 @@ sub synced {
     return 1 if $opened && ($file->sync || $!{EINVAL} && -d $file);
     complain("cannot sync $path: $!");
     return 0;
+}
+
+# Gives the file the owner and the mode of the original. Returns whether it has succeeded, with the
+# reason in errno if not.
+sub is_given_to_owner {
+    my ($file, $original) = @_;
+    my ($mode, @owner) = (stat $original)[2, 4, 5];
+    return chown(@owner, $file) && chmod($mode & 07777, $file);
 }
 
 # The opened file, or nothing, with the reason in errno. If it is a new one, it is the owner's only.

@@ -18,7 +18,6 @@ use warnings;
 use Cwd qw(realpath);
 use Fcntl qw(:seek);
 use File::Basename qw(dirname);
-use File::Path qw(remove_tree);
 use lib dirname(realpath(__FILE__));
 use Adapter;
 
@@ -141,19 +140,37 @@ sub is_complete {
     return $end =~ m{</(?:html|table)>\s*\z}i;
 }
 
+# Has a new page on the disk, with the owner and the mode of the old one. Returns whether that is done.
+# If not, says why.
+sub is_ready {
+    my ($new, $old) = @_;
+    return 1 if synced($new) && (!lstat($old) || !-f _ || is_given_to_owner($new, $old));
+    complain("cannot make $new ready: $!");
+    return 0;
+}
+
 # Replaces the pages of a directory by those that were made in another one. Returns why that can't be,
 # or nothing.
 sub put_in_place {
     my ($from, $to, $main_page, @pages) = @_;
     for my $page ($main_page, @pages) {
-        return "$to/$page is not complete" if !is_complete("$from/$page");
+        return "the new $page is not complete; the old pages stay in $to" if !is_complete("$from/$page");
     }
     opendir my $listing, $from or return "cannot read $from: $!";
     my @others = grep { !/^\.\.?$/ && $_ ne $main_page } readdir $listing;
     for my $file (@others, $main_page) {
+        is_ready("$from/$file", "$to/$file") or return "the old pages stay in $to";
+    }
+    for my $file (@others, $main_page) {
         rename "$from/$file", "$to/$file" or return "cannot replace $to/$file: $!";
     }
     return;
+}
+
+# Removes a directory, or what is in its place.
+sub discard {
+    my ($directory) = @_;
+    rmdir $directory or !lstat $directory or system 'rm', '-rf', '--', $directory;
 }
 
 $| = 1;
@@ -163,11 +180,11 @@ my $config = value_of('config', @words) // fail('there is no -config');
 my $directory = value_of('dir', @words) // '.';
 my $page = "awstats.$config.html";
 my $making = "$directory/.making";
-remove_tree($making);
+discard($making);
 mkdir $making, 0700 or fail("cannot make $making: $!");
 my ($status, $made, @pages) = build_pages($builder, (grep { !/^--?dir=/i } @words), "-dir=$making");
 my $trouble = "the pages of $config are not made, or not all of them; see above";
 $trouble = put_in_place($making, $directory, $page, @pages) if $status == 0 && $made eq $page;
-remove_tree($making);
+discard($making);
 exit $status if $status != 0;
 fail($trouble) if $trouble;

@@ -42,10 +42,10 @@ TEST_F(BuilderAdapter, EndsThatAreFailures)
     fs::create_symlink(BUILDER_ADAPTER, "link.pl");
     write_file("copy.pl", read_file(BUILDER_ADAPTER));
     const std::tuple<std::string, int, const char *, const char *> rows[] = {
-        {said, 1, "/awstats.a-http.html is not complete\n", "stock.pl"},
-        {replace_all(made, "</", "<"), 1, "/awstats.a-http.html is not complete\n", "stock.pl"},
+        {said, 1, "the new awstats.a-http.html is not complete", "stock.pl"},
+        {replace_all(made, "</", "<"), 1, "the new awstats.a-http.html is not complete", "stock.pl"},
         {R"(print "Build main page: x\nBuild hosts page: x\n";)" + made, 1,
-         "/awstats.a-http.hosts.html is not complete\n", "stock.pl"},
+         "the new awstats.a-http.hosts.html is not complete", "stock.pl"},
         {made + "exit 3", 3, "complained", "stock.pl"},
         {made + "kill 9, $$", 128 + 9, "complained", "stock.pl"},
         {"exit 0", 1, "the pages of a-http are not made, or not all of them", "stock.pl"},
@@ -68,6 +68,7 @@ TEST_F(BuilderAdapter, EndsThatAreFailures)
 TEST_F(BuilderAdapter, PutsTheMainPageInPlaceLast)
 {
     const std::pair<const char *, const char *> rows[] = {
+        {"fsync:error=EIO:when=2", "old old awstats.a-http.html awstats.a-http.urls.html\n"},
         {"rename:error=EIO:when=1", "old old awstats.a-http.html awstats.a-http.urls.html\n"},
         {"rename:error=EIO:when=2", "old new awstats.a-http.html awstats.a-http.urls.html\n"},
         {"rename:signal=KILL:when=2", "old new .making awstats.a-http.html awstats.a-http.urls.html\n"},
@@ -76,9 +77,10 @@ TEST_F(BuilderAdapter, PutsTheMainPageInPlaceLast)
         write_file("out dir/.making/rest", "");
         write_file("out dir/awstats.a-http.html", "old ");
         write_file("out dir/awstats.a-http.urls.html", "old ");
-        const Outcome outcome =
-            run(known_words, made, "stock.pl", std::string("strace -fo trace -e inject=") + fault + " ");
+        const std::string owner = "chgrp 7 'out dir'/*http.html; chmod 640 'out dir'/*; umask 077; ";
+        const Outcome outcome = run(known_words, made, "stock.pl", owner + "strace -fo trace -e inject=" + fault + " ");
         EXPECT_EQ(outcome.status == 0, contains(pages, "new new")) << fault;
+        EXPECT_EQ(run_script("stat -c %a:%g 'out dir'/*").out, "640:7\n640:0\n") << fault;
         EXPECT_EQ(run_script("cd 'out dir'; echo $(sed 's|</html>||' *) $(ls -A)").out, pages) << fault;
     }
 }
