@@ -8,6 +8,9 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace
 {
 
@@ -68,17 +71,18 @@ void DomainChecks::check_places()
     }
 }
 
+// Where a raw log is gone, its prepared one has stayed, unless all are gone. Nobody misses those of a
+// domain without a generator.
 void DomainChecks::check_logs()
 {
-    for (const LogSource &source : log_sources) {
-        if (domain_.kind != webstat_none) {
-            logs_.check_raw_log(source);
-        }
-        // Where the raw log is gone, its prepared one has stayed, unless runs delete it.
+    const auto has_trace = [&](const LogSource &source) {
         const std::string log = source.log_name;
-        if (surveyor_.has_positions(domain_.domain) &&
-            (domain_.kind == webstat_none || domain_.has_log(log) ||
-             domain_.has_log(log + ".webstat"))) {
+        return domain_.has_log(log) || domain_.has_log(log + ".webstat");
+    };
+    const bool has_none = std::none_of(std::begin(log_sources), std::end(log_sources), has_trace);
+    for (const LogSource &source : log_sources) {
+        logs_.check_raw_log(source);
+        if (surveyor_.has_positions(domain_.domain) && (has_none || has_trace(source))) {
             logs_.check_position(source);
         }
     }
@@ -190,7 +194,9 @@ void check_domain(Checklist &checklist, const DomainSurvey &domain, const Survey
         return; // a directory of something else
     }
     checks.check_places();
-    checks.check_logs();
+    if (domain.kind != webstat_none) {
+        checks.check_logs();
+    }
     if (domain.kind == webstat_none && !surveyor.knows_configurations()) {
         return;
     }

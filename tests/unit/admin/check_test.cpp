@@ -58,6 +58,8 @@ w.example: V/w.example/logs/access_log: 31 B are not prepared, the first of 2024
 w.example: V/w.example/logs/xferlog is missing, and was not rotated; mend: have the server log to it, or rm P/var/log_positions/w.example/xferlog
 w.example: P/var/log_positions/w.example/xferlog_regular: not a position of this program; the lines of the log wait until the file is restored, or removed to have the log taken from its beginning; mend: restore it from a backup; or, as records that are prepared already would count twice, rotate the log and then rm P/var/log_positions/w.example/xferlog_regular
 w.example: V/w.example/logs/xferlog.webstat still holds 29 B of records, the first of 2024-05-12 01:02; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock statistics_run --calculate-domain w.example tells why they are not taken in
+$ cd panel/var/log_positions; mkdir n.example w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' | tee n.example/access_log >w.example/access_log
+w.example: V/w.example/logs/access_log is missing, and was not rotated; mend: have the server log to it, or rm P/var/log_positions/w.example/access_log
 $ touch -d tomorrow panel/var/awstats/*042024*; rm -r $PAGES/2024-05; touch panel/var/awstats/awstats012014.a.example-http.txt; mkdir $PAGES/2014-01 $PAGES/2014-02
 a.example: V/a.example/statistics/webstat/2024-04: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-04
 a.example: V/a.example/statistics/webstat/2024-05: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-05
