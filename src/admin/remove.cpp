@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <iostream>
 
@@ -19,9 +20,10 @@ namespace
 
 const Usage remove_usage = {
     "remove", "DOMAIN",
-    "Takes away the domain's configurations and leaves conf/no_statistics, so that nobody\n"
-    "takes it for a mistake. Its pages and logs stay, but the next run deletes its\n"
-    "prepared logs: while records wait in them, nothing is done."};
+    "Takes away the configurations of the domain's generator and leaves\n"
+    "conf/no_statistics, so that nobody takes it for a mistake. Its pages and logs stay,\n"
+    "but the next run deletes its prepared logs: while records wait in them, nothing is\n"
+    "done."};
 
 void refuse_while_records_wait(const DomainSurvey &survey)
 {
@@ -61,23 +63,20 @@ int remove_command(const std::vector<std::string> &words)
     const DomainSurvey survey = Surveyor().survey(domain);
     const DomainPaths paths = domain_paths(domain);
     std::vector<std::string> configurations = generator_confs(paths);
-    const std::string stat_ttl = domain_conf_path(paths, "stat_ttl.conf");
-    if (is_there(stat_ttl)) {
-        configurations.push_back(stat_ttl);
-    }
     if (!survey.has_logs && configurations.empty()) {
         throw Refusal(domain + " is not a domain here: there is no " + logs_dir_path(paths));
     }
     if (!parsed->has("force")) {
         refuse_while_records_wait(survey);
     }
-    // First the sign, then what makes it a domain with statistics.
+    // First the sign, and last what makes it a domain with statistics.
     Changes changes;
     const std::string sign = domain_conf_path(paths, no_statistics_name);
     if (survey.has_logs && !is_there(sign)) {
         changes.make_dir(domain_conf_path(paths, ""), 0755);
         changes.write_file(sign, "", 0644);
     }
+    std::reverse(configurations.begin(), configurations.end());
     for (const std::string &path : configurations) {
         if (::unlink(path.c_str()) != 0) {
             throw refusal_of(path, errno);

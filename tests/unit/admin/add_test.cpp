@@ -84,6 +84,11 @@ vhosts/system/a.example/statistics/webstat/2024-05
 stat_ttl.conf
 webalizer.conf
 Removed b.example from the statistics; its pages stay in V/b.example/statistics/
+$ mkdir panel/etc/awstats/awstats.a.example-https.conf; echo 7 >$V/a.example/conf/stat_ttl.conf; $A remove a.example || rmdir panel/etc/awstats/*https.conf; ls panel/etc/awstats; $A remove a.example; cat $V/a.example/conf/*
+statistics_admin: P/etc/awstats/awstats.a.example-https.conf: Is a directory
+awstats.a.example-http.conf
+Removed a.example from the statistics; its pages stay in V/a.example/statistics/
+7
 $ echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; head -c 1M /dev/zero >$PAGES/2024-05/large; mkdir $PAGES/2024-02; find vhosts -exec touch -hd '2024-05-14 03:00' {} +; $A list; $A list a.example --json | grep -A1 1715634000
 DOMAIN                          GENERATOR SERVICES                WAITING   SINCE      PAGES MADE       MONTHS SPACE
 a.example                       awstats   http,ftp                31 B      2024-05-13 2024-05-14 03:00 2      1.0 MiB
