@@ -70,7 +70,8 @@ MonthPages MonthPagesSurveyor::survey(const std::string &domain, const LogSource
     pages.directory = look_at(at, directory, AT_SYMLINK_NOFOLLOW);
     const nlink_t subdirectories =
         S_ISDIR(pages.directory.st_mode) ? pages.directory.st_nlink - 2 : 0;
-    const AwstatsData::Files files = data_.files_of(domain, source.service, subdirectories != 0);
+    const AwstatsData::Files files =
+        data_.files_of(domain, source.service, looked == Looked::all || subdirectories != 0);
     pages.data = files.months;
     const bool has_past = !pages.data.empty() && pages.data.front() < this_month_;
     const Month newest_gone = has_past ? newest_expired(domain) : no_month;

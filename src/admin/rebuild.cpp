@@ -152,17 +152,18 @@ std::vector<Job> plan_all(const Selection &selection, const Surveyor &surveyor,
 
 // This month's pages are made as a run makes them, with "current" and the time-to-live. Returns
 // whether all came out.
-bool build(const Job &job, Month this_month)
+bool build(const Job &job)
 {
     const DomainPaths paths = domain_paths(job.domain);
     tm month = {};
     month.tm_year = job.month / 12 - 1900;
     month.tm_mon = job.month % 12;
-    const bool is_built = job.month == this_month ? build_current_month_pages(paths, *job.source)
-                                                  : build_month_pages(paths, *job.source, month);
-    write_frame_pages(
+    const bool is_built = job.month == month_of_time(std::time(nullptr))
+                              ? build_current_month_pages(paths, *job.source)
+                              : build_month_pages(paths, *job.source, month);
+    const bool has_frames = write_frame_pages(
         format_bounded("%s/%s", statistics_dir_path(paths).c_str(), job.source->webstat_dir));
-    return is_built;
+    return is_built && has_frames;
 }
 
 int rebuild(const Selection &selection)
@@ -185,7 +186,7 @@ int rebuild(const Selection &selection)
         progress.step();
         std::string reason = "the pages could not be made; see above";
         try {
-            if (build(job, months.this_month())) {
+            if (build(job)) {
                 continue;
             }
         } catch (const std::exception &error) {

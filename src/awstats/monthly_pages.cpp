@@ -133,7 +133,8 @@ struct MonthDirs {
     }
 };
 
-void point_current_at_this_month(const MonthDirs &dirs, int months)
+// Returns whether the link is right.
+bool point_current_at_this_month(const MonthDirs &dirs, int months)
 {
     const time_t now = std::time(nullptr);
     const std::string current = month_copy(now);
@@ -149,7 +150,9 @@ void point_current_at_this_month(const MonthDirs &dirs, int months)
     }
     if (!make_link(current, link)) {
         log_line("Unable to symlink from " + current_dir + "to current_dir");
+        return false;
     }
+    return true;
 }
 
 } // namespace
@@ -185,7 +188,7 @@ bool build_current_month_pages(const DomainPaths &paths, const LogSource &source
     const int months = months_kept(read_stat_ttl(paths.domain));
     std::printf("Stat_ttl for the domain is %d.\n", months);
     const MonthDirs dirs = {statistics_dir_path(paths), source.webstat_dir};
-    point_current_at_this_month(dirs, months);
+    const bool is_current = point_current_at_this_month(dirs, months);
 
     ::setenv("AWSTATS_ENABLE_CONFIG_DIR", "yes", 1);
     const std::string current = dirs.path("current");
@@ -204,7 +207,7 @@ bool build_current_month_pages(const DomainPaths &paths, const LogSource &source
         log_line("Unable to symlink from" + target + "to index.html");
         return false;
     }
-    return true;
+    return is_current;
 }
 
 const char *month_string(const time_t *time)

@@ -33,8 +33,8 @@ void build_previous_month_pages(const DomainPaths &paths, const LogSource &sourc
 // long for its buffer, nothing is removed.
 // The page builder is started by the shell with the names as they are, unquoted: no domain must
 // have characters in its name that mean something to a shell.
-// Leaves AWSTATS_ENABLE_CONFIG_DIR=yes in the process's environment. Returns whether the pages and
-// their index link were made.
+// Leaves AWSTATS_ENABLE_CONFIG_DIR=yes in the process's environment. Returns whether the pages, their
+// index link and "current" were made.
 bool build_current_month_pages(const DomainPaths &paths, const LogSource &source);
 
 // The month of the time as "%Y-%m", in a static buffer that the next call overwrites; null if it

@@ -192,21 +192,24 @@ bool list_periods(std::FILE *page, const std::string &path, const std::string &s
 
 } // namespace
 
-void write_frame_pages(const std::string &statistics_dir)
+bool write_frame_pages(const std::string &statistics_dir)
 {
-    write_index_page(format_bounded("%s/index.html", statistics_dir.c_str()));
-    write_nav_page(statistics_dir, format_bounded("%s/nav.html", statistics_dir.c_str()));
+    const bool has_index =
+        write_index_page(format_bounded("%s/index.html", statistics_dir.c_str()));
+    const bool has_nav =
+        write_nav_page(statistics_dir, format_bounded("%s/nav.html", statistics_dir.c_str()));
+    return has_index && has_nav;
 }
 
-void write_index_page(const std::string &path)
+bool write_index_page(const std::string &path)
 {
     if (file_holds(path.c_str(), index_page, index_page_size)) {
-        return;
+        return true;
     }
     Descriptor file = open_page(path, 0644);
     if (!file.is_open()) {
         report(0, 0, "Unable to open file %s: %s", path.c_str(), std::strerror(errno));
-        return;
+        return false;
     }
     const ssize_t written = ::write(file.get(), index_page, index_page_size);
     if (written == -1) {
@@ -218,35 +221,40 @@ void write_index_page(const std::string &path)
         file.release();
     } else if (file.close() != 0) {
         report(0, 0, "Unable to close file %s: %s", path.c_str(), std::strerror(errno));
+    } else {
+        return true;
     }
+    return false;
 }
 
-void write_nav_page(const std::string &statistics_dir, const std::string &path)
+bool write_nav_page(const std::string &statistics_dir, const std::string &path)
 {
     if (is_listed(statistics_dir, path)) {
-        return;
+        return true;
     }
     Descriptor file = open_page(path, 0666);
     OwnedFile page(file.is_open() ? ::fdopen(file.get(), "w") : nullptr);
     if (page == nullptr) {
         report(0, 0, "Unable to open file %s", path.c_str());
-        return;
+        return false;
     }
     file.release(); // closed with the stream
     if (std::fputs(nav_head, page.get()) == EOF) {
         report_write_failure(path);
-        return;
+        return false;
     }
     struct stat status = {};
     if (::lstat(statistics_dir.c_str(), &status) != 0 && errno == ENOENT) {
         report(0, 0, "Unable to get entry %s: %s\n", statistics_dir.c_str(), std::strerror(ENOENT));
-        return;
+        return false;
     }
     if (!list_periods(page.get(), path, statistics_dir)) {
-        return;
+        return false;
     }
     const bool written = std::fputs(nav_foot, page.get()) != EOF;
     if (std::fclose(page.release()) != 0 || !written) {
         report_write_failure(path);
+        return false;
     }
+    return true;
 }

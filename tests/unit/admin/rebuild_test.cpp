@@ -34,6 +34,9 @@ No AWStats domain keeps data of 2014-01
 statistics_admin: a.example does not keep 2014-01: see its conf/stat_ttl.conf
 $ $A rebuild a.example --month 2024-03
 statistics_admin: a.example: AWStats has no data of that month
+$ mkdir $PAGES/nav.html; $A rebuild --month 2024-04 2>&1 | tail -1; rmdir $PAGES/nav.html; rm $PAGES/current; mkdir $PAGES/current; $A rebuild 2>&1 | tail -1
+statistics_admin: a.example http 2024-04: the pages could not be made; see above
+statistics_admin: a.example http 2024-05: the pages could not be made; see above
 $ echo '*build*' >fail; { $A rebuild --month 2024-04 || echo $?; $A rebuild || echo $?; } 2>&1 | grep -x '1\|statistics.*'; rm fail
 statistics_admin: a.example http 2024-04: the pages could not be made; see above
 1
