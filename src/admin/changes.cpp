@@ -1,7 +1,6 @@
 #include "admin/changes.h"
 
 #include "admin/command.h"
-#include "admin/ending_signals.h"
 #include "admin/stored_file.h"
 #include "util/directories.h"
 
@@ -12,12 +11,6 @@
 #include <cstdio>
 #include <cstring>
 
-Changes::Changes()
-{
-    const sigset_t ending = ending_signals();
-    ::sigprocmask(SIG_BLOCK, &ending, &signals_before_);
-}
-
 Changes::~Changes()
 {
     for (auto path = made_.rbegin(); path != made_.rend(); ++path) {
@@ -27,7 +20,6 @@ Changes::~Changes()
             std::fputs(message.c_str(), stderr);
         }
     }
-    ::sigprocmask(SIG_SETMASK, &signals_before_, nullptr);
 }
 
 bool Changes::make_dir(const std::string &name, mode_t mode)

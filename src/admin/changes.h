@@ -1,20 +1,19 @@
 #pragma once
 
-#include <sys/types.h>
+#include "admin/ending_signals.h"
 
-#include <csignal>
+#include <sys/types.h>
 
 #include <string>
 #include <vector>
 
 // Makes directories, files and links, all of them or none: what was made is taken away again at the
 // end of the object's life unless keep() was called. Signals that ask the program to end wait until
-// then. What is there already is never changed. All
-// belongs to root. Every failure is a Refusal that names the path and the reason.
+// then. What is there already is never changed. All belongs to root. Every failure is a Refusal that names the path and the reason.
 class Changes
 {
 public:
-    Changes();
+    Changes() = default;
     ~Changes();
     Changes(const Changes &) = delete;
     Changes &operator=(const Changes &) = delete;
@@ -34,6 +33,6 @@ public:
     void keep() { made_.clear(); }
 
 private:
+    const HeldSignals held_;
     std::vector<std::string> made_;
-    sigset_t signals_before_ = {};
 };

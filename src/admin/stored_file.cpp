@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
 namespace
 {
@@ -34,7 +33,7 @@ int store(const std::string &path, const std::string &text, mode_t mode)
 } // namespace
 
 NewFile::NewFile(const std::string &path, const std::string &text, mode_t mode)
-    : name_(path + ".new")
+    : name_(path + "." + std::to_string(::getpid()) + ".new")
 {
     const int error_number = store(name_, text, mode);
     if (error_number != 0) {

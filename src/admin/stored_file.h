@@ -1,11 +1,14 @@
 #pragma once
 
+#include "admin/ending_signals.h"
+
 #include <sys/types.h>
 
 #include <string>
 
-// A text that is stored on the disk beside the place where it is to go, as "<path>.new", and is taken
-// away again at the end of the object's life unless it has been renamed.
+// A text that is stored on the disk beside the place where it is to go, as "<path>.<number of this
+// process>.new", and is taken away again at the end of the object's life unless it has been renamed.
+// Signals that ask the program to end wait until then.
 class NewFile
 {
 public:
@@ -19,6 +22,7 @@ public:
     const std::string &name() const { return name_; }
 
 private:
+    const HeldSignals held_;
     const std::string name_;
 };
 

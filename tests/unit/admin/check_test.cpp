@@ -101,7 +101,7 @@ $ sed -i '/WEB_STAT/ d' etc/zut/zut.conf; echo WEB_STAT )" WEBALIZER_ADAPTER
 @: STOCK_WEBALIZER names no Webalizer: /none; mend: install the package of the generator
 $ rm etc/zut/zut.conf; ln -s none etc/zut/zut.conf; $A check | head -1
 server: etc/zut/zut.conf is a link that leads to no file; mend: mv etc/zut/zut.conf etc/zut/zut.conf.old && statistics_admin setup
-$ mkfifo f metrics.new; $A check --prometheus f || $A check --prometheus metrics; ls -F | grep -E '^(f|metrics.*)[|]?$'
+$ mkfifo f; $A check --prometheus f || $A check --prometheus metrics; ls -F | grep -E '^(f|metrics.*)[|]?$'
 statistics_admin: f: not a regular file
 f|
 metrics
