@@ -1,7 +1,6 @@
 #pragma once
 
 #include "admin/month.h"
-#include "util/descriptors.h"
 
 #include <map>
 #include <string>

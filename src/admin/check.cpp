@@ -2,7 +2,6 @@
 #include "admin/configuration_check.h"
 #include "admin/domain_checks.h"
 #include "admin/metrics.h"
-#include "admin/places.h"
 #include "admin/progress.h"
 #include "admin/run_lock.h"
 #include "admin/server_checks.h"
@@ -14,8 +13,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
 #include <iostream>
 #include <set>
 
@@ -69,20 +66,6 @@ void check_domains(Checklist &checklist, Totals &totals)
                           ", or install -d -m 750 " + shell_quote(logs));
     }
     checklist.begin_domain("");
-}
-
-// The text as one line, control characters by their octal numbers.
-std::string on_one_line(const std::string &text)
-{
-    std::string line;
-    for (const char character : text) {
-        char number[8] = {character};
-        if (std::iscntrl(static_cast<unsigned char>(character)) != 0) {
-            std::snprintf(number, sizeof number, "\\%03o", static_cast<unsigned>(character) & 0xff);
-        }
-        line += number;
-    }
-    return line;
 }
 
 void print_text(const Problems &problems)

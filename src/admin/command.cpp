@@ -14,6 +14,9 @@ namespace po = boost::program_options;
 namespace
 {
 
+// The operands are values of an option that no word can give: a word's name ends at "=".
+const char *const operand = "=";
+
 void print_help(const Usage &usage, const po::options_description &options)
 {
     std::cout << "Usage: statistics_admin " << usage.name << " [OPTION]... " << usage.operands
@@ -37,9 +40,9 @@ std::optional<ParsedWords> parse_words(const Usage &usage, po::options_descripti
     namespace style = po::command_line_style;
     options.add_options()("help,h", "Display this help");
     po::options_description all;
-    all.add(options).add_options()("operand", po::value<std::vector<std::string>>());
+    all.add(options).add_options()(operand, po::value<std::vector<std::string>>());
     po::positional_options_description positions;
-    positions.add("operand", *usage.operands == '\0' ? 0 : -1);
+    positions.add(operand, *usage.operands == '\0' ? 0 : -1);
     ParsedWords parsed;
     try {
         po::store(po::command_line_parser(words)
@@ -60,8 +63,8 @@ std::optional<ParsedWords> parse_words(const Usage &usage, po::options_descripti
         throw Refusal(std::string(error.what()) + "; see 'statistics_admin " + usage.name +
                       " --help'");
     }
-    if (parsed.has("operand")) {
-        parsed.operands = parsed.options["operand"].as<std::vector<std::string>>();
+    if (parsed.has(operand)) {
+        parsed.operands = parsed.options[operand].as<std::vector<std::string>>();
     }
     return parsed;
 }

@@ -2,7 +2,6 @@
 
 #include "admin/listing.h"
 #include "admin/log_checks.h"
-#include "admin/places.h"
 #include "domain/domain_name.h"
 #include "util/shell_quote.h"
 
@@ -77,7 +76,7 @@ void DomainChecks::check_logs()
 {
     const auto has_trace = [&](const LogSource &source) {
         const std::string log = source.log_name;
-        return domain_.has_log(log) || domain_.has_log(log + ".webstat");
+        return domain_.has_log(log) || domain_.has_log(prepared_log_name(log));
     };
     const bool has_none = std::none_of(std::begin(log_sources), std::end(log_sources), has_trace);
     for (const LogSource &source : log_sources) {

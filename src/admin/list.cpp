@@ -26,14 +26,14 @@ void print_row(const std::vector<std::string> &cells)
     std::string line;
     const std::size_t widths[] = {32, 10, 24, 10, 11, 17, 7, 0};
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        line += cells[i];
-        line.append(
-            i + 1 == cells.size()
-                ? 0
-                : std::max<std::size_t>(1, widths[i] - std::min(widths[i], cells[i].size())),
-            ' ');
+        const std::string cell = on_one_line(cells[i]);
+        line += cell;
+        line.append(i + 1 == cells.size()
+                        ? 0
+                        : std::max<std::size_t>(1, widths[i] - std::min(widths[i], cell.size())),
+                    ' ');
     }
-    std::cout << line << "\n";
+    std::cout << line + "\n";
 }
 
 void print_domain(const Surveyor &surveyor, const DomainSurvey &survey)

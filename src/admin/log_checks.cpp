@@ -32,11 +32,12 @@ bool LogChecks::has_records(const LogSource &source) const
 bool LogChecks::was_rotated(const LogSource &source) const
 {
     const std::string log = source.log_name;
-    return std::any_of(
-        domain_.log_names.begin(), domain_.log_names.end(), [&](const std::string &name) {
-            return name.compare(0, log.size(), log) == 0 &&
-                   name.find_first_of(".-", log.size()) == log.size() && name != log + ".webstat";
-        });
+    return std::any_of(domain_.log_names.begin(), domain_.log_names.end(),
+                       [&](const std::string &name) {
+                           return name.compare(0, log.size(), log) == 0 &&
+                                  name.find_first_of(".-", log.size()) == log.size() &&
+                                  name != prepared_log_name(log);
+                       });
 }
 
 void LogChecks::check_raw_log(const LogSource &source)
@@ -71,7 +72,7 @@ void LogChecks::check_position(const LogSource &source)
     } catch (const std::runtime_error &error) {
         list_.add(ProblemKind::position, error.what(),
                   "restore it from a backup; or, as records that are prepared already would "
-                  "count twice, rotate the log and then rm " +
+                  "count twice, rotate the log and then rm -r " +
                       shell_quote(path));
     }
 }

@@ -7,19 +7,23 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
 #include <iostream>
 
 namespace
 {
 
 // A program that is started while the lock is held must not keep it.
-Descriptor open_lock(int flags)
+Descriptor open_lock()
 {
-    return Descriptor(::open(run_lock_path, flags | O_RDONLY | O_CLOEXEC | O_NOFOLLOW, 0600));
+    return Descriptor(::open(run_lock_path, O_CREAT | O_RDONLY | O_CLOEXEC | O_NOFOLLOW, 0600));
 }
 
 std::string lock_directory()
@@ -63,7 +67,7 @@ Descriptor take_run_lock(RunLock if_held)
     if (::mkdir(lock_directory().c_str(), 0700) != 0 && errno != EEXIST) {
         throw refusal_of(lock_directory(), errno);
     }
-    Descriptor lock = open_lock(O_CREAT);
+    Descriptor lock = open_lock();
     if (!lock.is_open()) {
         throw refusal_of(path, errno);
     }
@@ -108,8 +112,20 @@ int work_under_run_lock(RunLock if_held, const std::function<int()> &work)
 
 bool run_lock_is_held()
 {
-    const Descriptor lock = open_lock(0);
-    return lock.is_open() && lock_descriptor(lock.get(), false) != 0 && errno == EWOULDBLOCK;
+    struct stat lock = {};
+    if (::lstat(run_lock_path, &lock) != 0) {
+        return false;
+    }
+    char file[64];
+    std::snprintf(file, sizeof file, " %02x:%02x:%ju ", ::major(lock.st_dev), ::minor(lock.st_dev),
+                  static_cast<std::uintmax_t>(lock.st_ino));
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        if (line.find(file) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
 }
 
 std::string under_run_lock(const std::string &command)

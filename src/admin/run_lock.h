@@ -22,7 +22,8 @@ Descriptor take_run_lock(RunLock if_held);
 // the worker's exit status, or 128 and the number of the signal that ended it.
 int work_under_run_lock(RunLock if_held, const std::function<int()> &work);
 
-// Whether somebody holds the lock.
+// Whether somebody holds the lock, as far as /proc/locks tells; taking it to find out would turn a run
+// away that begins in this moment.
 bool run_lock_is_held();
 
 // A shell command that runs the command under the lock.

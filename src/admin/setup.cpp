@@ -7,8 +7,6 @@
 #include "domain/domains.h"
 #include "domain/log_position.h"
 
-#include <unistd.h>
-
 #include <iostream>
 
 namespace

@@ -10,7 +10,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -27,14 +26,18 @@ std::string webalizer_month(const std::string &name)
     return is_page ? name.substr(6, 4) + "-" + name.substr(10, 2) : "";
 }
 
-// Adds what lies in a directory and below it, but links, to the pages' size and time. Returns whether
+// Where the page builder makes a month's pages before they take the place of the old ones; left there if
+// it is killed.
+constexpr const char *making_name = ".making";
+
+// Adds what lies in a directory and below it, but links and unfinished pages, to the pages' size and time. Returns whether
 // there is an index.html in it.
 bool measure(int at, const std::string &path, PagesSurvey &pages, bool is_top)
 {
     bool has_index = false;
     read_directory(at, path.c_str(), [&](int directory, const char *name, unsigned char type) {
         has_index = has_index || std::strcmp(name, "index.html") == 0;
-        if (type == DT_LNK) {
+        if (type == DT_LNK || std::strcmp(name, making_name) == 0) {
             return;
         }
         const struct stat status = look_at(directory, name, AT_SYMLINK_NOFOLLOW);
@@ -179,7 +182,7 @@ ServiceSurvey Surveyor::survey_service(const DomainSurvey &domain, const LogSour
     service.source = &source;
     service.configured =
         domain.kind == webstat_webalizer || has_awstats_conf(domain.domain, source);
-    const std::string name = std::string(source.log_name) + ".webstat";
+    const std::string name = prepared_log_name(source.log_name);
     const std::string log = domain.domain + "/logs/" + name;
     if (!domain.has_log(name)) {
         return service;

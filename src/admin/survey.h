@@ -50,7 +50,7 @@ struct DomainSurvey {
     Waiting waiting() const; // of all services
 };
 
-// The pages of one service.
+// The pages of one service, but those that are being made.
 struct PagesSurvey {
     std::vector<std::string> months; // "2026-11", in order; those that have their index.html
     std::time_t made = 0;            // when the newest page was made; 0 if there is none

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cctype>
 #include <cstdio>
 
 std::string time_text(std::time_t time, const char *format)
@@ -26,6 +27,19 @@ std::string size_text(std::uintmax_t bytes)
     char text[32];
     std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
     return bytes == 0 ? "0" : text;
+}
+
+std::string on_one_line(const std::string &text)
+{
+    std::string line;
+    for (const char character : text) {
+        char number[8] = {character};
+        if (std::iscntrl(static_cast<unsigned char>(character)) != 0) {
+            std::snprintf(number, sizeof number, "\\%03o", static_cast<unsigned>(character) & 0xff);
+        }
+        line += number;
+    }
+    return line;
 }
 
 std::string json_text(const nlohmann::ordered_json &value)

@@ -57,7 +57,7 @@ std::string logs_dir_path(const DomainPaths &paths)
 
 std::string prepared_log_path(const DomainPaths &paths, const LogSource &source)
 {
-    return logs_dir_path(paths) + source.log_name + ".webstat";
+    return logs_dir_path(paths) + prepared_log_name(source.log_name);
 }
 
 std::string domain_conf_path(const DomainPaths &paths, const std::string &name)

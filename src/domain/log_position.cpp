@@ -119,8 +119,8 @@ std::optional<LogPosition> read_log_position(const std::string &path)
     }
     const LogPosition position = parse(*text);
     if (log_position_text(position) != *text || !is_complete(position)) {
-        fail(path, "not a position of this program; the lines of the log wait until the file is "
-                   "restored, or removed to have the log taken from its beginning");
+        fail(path, "not a position of this program; the lines of the log wait until it is restored "
+                   "or removed");
     }
     return position;
 }

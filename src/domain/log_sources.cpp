@@ -11,6 +11,11 @@ const LogSource log_sources[6] = {
 
 const char *const log_format_flags[2] = {"-F clf", "-F ftp"};
 
+std::string prepared_log_name(const std::string &log)
+{
+    return log + ".webstat";
+}
+
 bool has_own_statistics(const LogSource &source)
 {
     return source.service != nullptr && source.parent == nullptr;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 // One log file that a domain can have.
 struct LogSource {
@@ -16,6 +17,9 @@ extern const LogSource log_sources[6];
 
 // Webalizer's option for the type of a log: 0 web server logs, 1 FTP transfer logs.
 extern const char *const log_format_flags[2];
+
+// The name of the prepared log that is made from the one of that name: "<log>.webstat".
+std::string prepared_log_name(const std::string &log);
 
 // Whether the log gets statistics of its own.
 bool has_own_statistics(const LogSource &source);

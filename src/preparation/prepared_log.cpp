@@ -1,5 +1,6 @@
 #include "preparation/prepared_log.h"
 
+#include "domain/log_sources.h"
 #include "preparation/position_file.h"
 
 #include <fcntl.h>
@@ -28,8 +29,9 @@ int rename_to_free(int directory, const std::string &from, const std::string &to
 
 PreparedLog::PreparedLog(int logs, std::string path, const std::string &log,
                          std::string position_path, LogPosition position)
-    : logs_(logs), directory_(std::move(path)), name_(log + ".webstat"), new_name_(name_ + ".new"),
-      position_path_(std::move(position_path)), position_(std::move(position))
+    : logs_(logs), directory_(std::move(path)), name_(prepared_log_name(log)),
+      new_name_(name_ + ".new"), position_path_(std::move(position_path)),
+      position_(std::move(position))
 {
 }
 

@@ -1,6 +1,6 @@
 #include "unit/admin/admin_server.h"
 
-static const char *const problems = R"(
+static const char *const problems = R"~(
 $ touch $V/notes $V/n.example/conf/no_statistics; mkdir $V/files; echo >$V/n.example/logs/xferlog
 clean
 $ chmod 644 panel/admin/sbin/*; rm -r tools/* bin/webalizer panel/var/webalizer
@@ -20,7 +20,7 @@ server: etc/zut/zut.conf: there is no setting websatt, but WEB_STAT; mend: corre
 $ rm -r vhosts; ln -sf /bin/true panel/admin/sbin/statistics_log_processor; touch -d 2024-05-13 panel/var/log_positions
 server: V/ is missing; mend: install -d -m 755 V/
 server: no run has begun since 2024-05-13 00:00; mend: systemctl enable --now statistics_run.timer, or see crontab(5)
-$ chown 7 etc panel/etc/awstats/*http.conf $V/w.example/conf/* $V/a.example; chmod 777 panel panel/admin/sbin $PAGES/2024-05
+$ chown 7 etc panel/etc/awstats/*http.conf $V/w.example/conf/* $V/a.example; chgrp 7 panel; chmod 775 panel panel/admin; chmod 777 panel/admin/sbin $PAGES/2024-05
 server: etc belongs to the user 7, not to root; mend: chown root:root etc
 server: P/admin/sbin can be written to by others than root; mend: chmod go-w P/admin/sbin
 server: P can be written to by others than root; mend: chmod go-w P
@@ -28,10 +28,10 @@ a.example: V/a.example belongs to the user 7, not to root; mend: chown root:root
 a.example: P/etc/awstats/awstats.a.example-http.conf belongs to the user 7, not to root; mend: chown root:root P/etc/awstats/awstats.a.example-http.conf
 a.example: V/a.example/statistics/webstat/2024-05 can be written to by others than root; mend: chmod go-w V/a.example/statistics/webstat/2024-05
 w.example: V/w.example/conf/webalizer.conf belongs to the user 7, not to root; mend: chown root:root V/w.example/conf/webalizer.conf
-$ cd $V; rmdir a.example/logs w.example/statistics; echo >a.example/logs; mkdir w.example/logs/xferlog w.example/logs/xferlog.webstat; ln -s none w.example/logs/access_log
+$ cd $V; rmdir a.example/logs w.example/statistics; echo >a.example/logs; mkdir w.example/logs/xferlog w.example/logs/xferlog.webstat; ln -s "$(printf 'no\tne')" w.example/logs/access_log
 a.example: V/a.example/logs is not a directory; mend: mv V/a.example/logs V/a.example/logs.old && install -d -m 750 V/a.example/logs
 w.example: V/w.example/statistics is missing; mend: install -d -m 755 V/w.example/statistics
-w.example: V/w.example/logs/access_log leads to none, which is not there; mend: have the server log to that, or ln -sfn THE-RIGHT-LOG V/w.example/logs/access_log
+w.example: V/w.example/logs/access_log leads to no\011ne, which is not there; mend: have the server log to that, or ln -sfn THE-RIGHT-LOG V/w.example/logs/access_log
 w.example: V/w.example/logs/xferlog is not a regular file; mend: mv V/w.example/logs/xferlog V/w.example/logs/xferlog.old, and have the server log to a file
 w.example: V/w.example/logs/xferlog.webstat is not a regular file; mend: mv V/w.example/logs/xferlog.webstat V/w.example/logs/xferlog.webstat.old
 $ cd $V/a.example/statistics; mv webstat x; ln -s x webstat; rmdir ftpstat; echo >ftpstat; echo >../logs/access_ssl_log
@@ -42,7 +42,7 @@ $ rm panel/etc/awstats/*http.conf; echo >$V/n.example/logs/proxy_access_log; mv 
 a.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add a.example --generator webalizer, or, if that is meant, statistics_admin remove a.example
 n.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add n.example --generator awstats, or, if that is meant, statistics_admin remove n.example
 g.example: has AWStats configurations, but no V/g.example/logs/; mend: statistics_admin remove g.example, or install -d -m 750 V/g.example/logs/
-$ mv $V/w.example $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; mkdir own own/up; chmod 777 own; mv panel/var/webalizer own/up; ln -s $PWD/own/up/webalizer panel/var; $A list w_1 | grep -o w_1
+$ mv $V/w.example w; ln -s $PWD/w $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; mkdir own own/up; chmod 777 own; mv panel/var/webalizer own/up; ln -s $PWD/own/up/webalizer panel/var; $A list w_1 | grep -o w_1
 w_1
 server: @/own can be written to by others than root; mend: chmod go-w @/own
 w_1: has logs or pages, but no generator: every run deletes its records; mend: move it elsewhere, as its name is no domain name, or touch V/w_1/conf/no_statistics
@@ -52,15 +52,17 @@ w_1: xferlog has records, but there is no P/etc/awstats/awstats.w_1-anon_ftp.con
 v_1: has AWStats configurations, but no V/v_1/logs/; mend: remove them, or install -d -m 750 V/v_1/logs/
 $ rm panel/etc/awstats/*http.conf
 a.example: has AWStats configurations, but not the one that makes AWStats its generator: every run deletes its records; mend: restore P/etc/awstats/awstats.a.example-http.conf
-$ mkdir panel/var/log_positions/w.example; cd panel/var/log_positions/w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' | tee access_log proxy_access_log >xferlog; echo >xferlog_regular; cd $OLDPWD; touch $V/w.example/logs/proxy_access_log.webstat $V/w.example/logs/proxy_access_log.1 $V/w.example/logs/xferlog_regular.webstat; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/access_log; echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; echo 'Sun May 12 01:02:03 2024 1 x' >$V/w.example/logs/xferlog.webstat
+$ known() { log=$V/$1/logs/$2; old="file inode 1 size 0 changed 0 taken 0 beginning - name old\n"; printf "statistics_log_processor position 1\nprepared 0\n${6-$old}file inode $(stat -c %i $log || echo 1) size $3 changed 0 taken $4 beginning $5 name $2\nend\n" >panel/var/log_positions/$1/$2; }; mkdir panel/var/log_positions/a.example panel/var/log_positions/w.example; printf half >$V/a.example/logs/access_log; touch -d yesterday $V/a.example/logs/access_log; known a.example access_log 4 0 - ''; for log in access_log proxy_access_log xferlog; do known w.example $log 0 0 - '' 2>&-; done; printf 'x [10/May/2024:23:00:00 +0200]\nx [13/May/2024:23:00:00 +0200]\n' >$V/w.example/logs/access_ssl_log; known w.example access_ssl_log 31 31 x; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/proxy_access_ssl_log; known w.example proxy_access_ssl_log 99 99 x ''; ln -s xferlog panel/var/log_positions/w.example/xferlog_regular; touch $V/w.example/logs/proxy_access_log.webstat $V/w.example/logs/proxy_access_log.1 $V/w.example/logs/xferlog_regular.webstat; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/access_log; echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; echo 'Sun May 12 01:02:03 2024 1 x' >$V/w.example/logs/xferlog.webstat
 a.example: V/a.example/logs/access_log.webstat still holds 31 B of records, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock statistics_run --calculate-domain a.example tells why they are not taken in
 w.example: V/w.example/logs/access_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
+w.example: V/w.example/logs/access_ssl_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
+w.example: V/w.example/logs/proxy_access_ssl_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
 w.example: V/w.example/logs/xferlog is missing, and was not rotated; mend: have the server log to it, or rm P/var/log_positions/w.example/xferlog
-w.example: P/var/log_positions/w.example/xferlog_regular: not a position of this program; the lines of the log wait until the file is restored, or removed to have the log taken from its beginning; mend: restore it from a backup; or, as records that are prepared already would count twice, rotate the log and then rm P/var/log_positions/w.example/xferlog_regular
+w.example: P/var/log_positions/w.example/xferlog_regular: not a position of this program; the lines of the log wait until it is restored or removed; mend: restore it from a backup; or, as records that are prepared already would count twice, rotate the log and then rm -r P/var/log_positions/w.example/xferlog_regular
 w.example: V/w.example/logs/xferlog.webstat still holds 29 B of records, the first of 2024-05-12 01:02; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock statistics_run --calculate-domain w.example tells why they are not taken in
 $ cd panel/var/log_positions; mkdir n.example w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' | tee n.example/access_log >w.example/access_log
 w.example: V/w.example/logs/access_log is missing, and was not rotated; mend: have the server log to it, or rm P/var/log_positions/w.example/access_log
-$ touch -d tomorrow panel/var/awstats/*042024*; rm -r $PAGES/2024-05; touch panel/var/awstats/awstats012014.a.example-http.txt; mkdir $PAGES/2014-01 $PAGES/2014-02
+$ touch -d 2024-04-19 $PAGES/2024-04/*; touch -d 2024-04-20 panel/var/awstats/*042024*; rm -r $PAGES/2024-05; touch panel/var/awstats/awstats012014.a.example-http.txt; mkdir $PAGES/2014-01 $PAGES/2014-02
 a.example: V/a.example/statistics/webstat/2024-04: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-04
 a.example: V/a.example/statistics/webstat/2024-05: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-05
 a.example: V/a.example/statistics/webstat/2014-01 has passed the time to live; mend: rm -r V/a.example/statistics/webstat/2014-01
@@ -70,7 +72,7 @@ a.example: V/a.example/statistics/webstat/current leads to 2024-04, not to 2024-
 $ rm $PAGES/current; mkdir $PAGES/current panel/data $PAGES/../ftpstat/2024-05; cd panel; echo 'DirData="panel/data" # x' >etc/awstats/awstats.a.example-ftp.conf; touch data/awstats042024.a.example-ftp.txt
 a.example: V/a.example/statistics/webstat/current is missing or no link; mend: rm -rf V/a.example/statistics/webstat/current && statistics_admin rebuild a.example --service http --month 2024-05
 a.example: V/a.example/statistics/ftpstat/2024-04: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service ftp --month 2024-04
-)";
+)~";
 
 static const char *const problems_of_disks = R"~(
 $ mount --bind panel/var/awstats panel/var/awstats; mount -o remount,bind,ro panel/var/awstats
