@@ -1,5 +1,6 @@
 #include "admin/changes.h"
 #include "admin/command.h"
+#include "admin/ending_signals.h"
 #include "admin/listing.h"
 #include "admin/places.h"
 #include "admin/run_lock.h"
@@ -7,15 +8,19 @@
 #include "admin/template.h"
 #include "config/server_config.h"
 #include "domain/domains.h"
+#include "domain/time_to_live.h"
 #include "util/directories.h"
 #include "util/files.h"
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <iostream>
+#include <boost/filesystem.hpp>
 
+#include <algorithm>
+#include <iostream>
+#include <set>
+
+namespace fs = boost::filesystem;
 namespace po = boost::program_options;
 
 namespace
@@ -37,7 +42,8 @@ po::options_description describe_options()
     options.add_options()("generator", po::value<std::string>()->required()->value_name("NAME"),
                           "webalizer or awstats")("log", po::value<Words>()->value_name("LOG=PATH"),
                                                   "Take this log from that path")(
-        "months", po::value<int>()->value_name("N"), "Months of pages to keep (120)")(
+        "months", po::value<int>()->value_name("N"),
+        "Months of pages to keep (120, or what conf/stat_ttl.conf says)")(
         "service", po::value<Words>()->value_name("SERVICE"), "A service that AWStats serves");
     return options;
 }
@@ -50,8 +56,7 @@ struct LogLink {
 struct NewDomain {
     DomainPaths paths;
     bool webalizer = false;
-    int months = 120;
-    bool months_given = false;
+    int months = 0;                          // 0 if not given
     std::vector<const LogSource *> services; // AWStats'
     std::vector<LogLink> links;
 };
@@ -94,10 +99,15 @@ LogLink link_of(const std::string &word)
     return {source, word.substr(equals + 1)};
 }
 
-// Each log that comes from elsewhere must have a service that takes its records.
+// Each log that comes from elsewhere must have a service that takes its records, and one place.
 void require_services(const NewDomain &domain)
 {
+    std::set<const LogSource *> linked;
     for (const LogLink &link : domain.links) {
+        if (!linked.insert(link.source).second) {
+            throw Refusal(std::string("--log ") + link.source->log_name +
+                          " can be given once only");
+        }
         const LogSource *const counted =
             link.source->parent == nullptr ? link.source : link.source->parent;
         if (std::find(domain.services.begin(), domain.services.end(), counted) ==
@@ -126,11 +136,10 @@ NewDomain read_words(const ParsedWords &words)
     domain.services =
         services_of(words.has("service") ? words.options["service"].as<Words>() : Words());
     if (words.has("months")) {
-        domain.months_given = true;
         domain.months = words.options["months"].as<int>();
-    }
-    if (domain.months < 1 || domain.months > 1200) {
-        throw Refusal("--months takes a number from 1 to 1200");
+        if (domain.months < 1 || domain.months > 1200) {
+            throw Refusal("--months takes a number from 1 to 1200");
+        }
     }
     for (const std::string &word : words.has("log") ? words.options["log"].as<Words>() : Words()) {
         domain.links.push_back(link_of(word));
@@ -159,12 +168,30 @@ void require_setup(const NewDomain &domain)
     }
 }
 
+std::string stat_ttl_path(const NewDomain &domain)
+{
+    return domain_conf_path(domain.paths, "stat_ttl.conf");
+}
+
+// Nothing of what is to be made is in the way already.
 void require_new(const NewDomain &domain)
 {
     const Words configurations = generator_confs(domain.paths);
     if (!configurations.empty()) {
         throw Refusal(domain.paths.domain + " has a generator already: " + configurations[0] +
                       "; 'statistics_admin remove' takes it away");
+    }
+    const std::string stat_ttl = stat_ttl_path(domain);
+    if (domain.months != 0 && is_there(stat_ttl)) {
+        throw Refusal(stat_ttl +
+                      " is there already: leave out --months, or remove that file first");
+    }
+    for (const LogLink &link : domain.links) {
+        boost::system::error_code error;
+        if (fs::equivalent(fs::path(link.target).parent_path(), logs_dir_path(domain.paths),
+                           error)) {
+            throw Refusal(link.target + " is in the domain's own logs: it needs no --log");
+        }
     }
 }
 
@@ -207,8 +234,8 @@ void make_domain(const NewDomain &domain)
     Changes changes;
     changes.make_dir(domain_conf_path(domain.paths, ""), 0755);
     changes.make_dir(statistics_dir_path(domain.paths), 0755);
-    const std::string stat_ttl = domain_conf_path(domain.paths, "stat_ttl.conf");
-    if (!is_there(stat_ttl) || domain.months_given) {
+    const std::string stat_ttl = stat_ttl_path(domain);
+    if (!is_there(stat_ttl)) {
         changes.write_file(stat_ttl, std::to_string(domain.months) + "\n", 0644);
     }
     if (domain.webalizer) {
@@ -240,6 +267,10 @@ int add_command(const std::vector<std::string> &words)
         lock = take_run_lock(RunLock::refuse);
     }
     require_new(domain);
+    if (domain.months == 0) {
+        domain.months = months_kept(read_stat_ttl(domain.paths.domain));
+    }
+    const HeldSignals held; // until the end is told
     make_domain(domain);
     ::unlink(domain_conf_path(domain.paths, no_statistics_name).c_str());
     std::cout << "Added " << domain.paths.domain << ": its logs are in "
