@@ -1,16 +1,20 @@
 #include "admin/command.h"
 #include "admin/configuration_check.h"
 #include "admin/domain_checks.h"
+#include "admin/listing.h"
 #include "admin/metrics.h"
 #include "admin/progress.h"
 #include "admin/run_lock.h"
 #include "admin/server_checks.h"
 #include "admin/texts.h"
 #include "domain/domain_name.h"
+#include "domain/log_position.h"
 #include "util/directories.h"
 #include "util/shell_quote.h"
 
 #include <nlohmann/json.hpp>
+
+#include <fcntl.h>
 
 #include <algorithm>
 #include <iostream>
@@ -35,6 +39,36 @@ void count(const DomainSurvey &domain, Totals &totals)
     totals.waiting += domain.waiting();
 }
 
+// A directory that is gone may have been removed on purpose.
+void check_vanished(Checklist &checklist, const Surveyor &surveyor)
+{
+    for (const std::string &domain : surveyor.vanished_domains()) {
+        if (look_at(surveyor.directory(), domain, AT_SYMLINK_NOFOLLOW).st_mode != 0) {
+            const std::string path = domains_dir_path() + domain;
+            checklist.begin_domain(domain);
+            checklist.add(
+                ProblemKind::place,
+                path + " is no directory, though its logs have been prepared before",
+                "restore the directory, or what leads to it; or, if it is gone for good, rm " +
+                    shell_quote(path));
+        }
+    }
+}
+
+// The domains that AWStats has configurations for, and that have nothing else.
+void check_without_logs(Checklist &checklist, const std::set<std::string> &domains)
+{
+    for (const std::string &domain : domains) {
+        const std::string logs = logs_dir_path(domain_paths(domain));
+        checklist.begin_domain(domain);
+        checklist.add(ProblemKind::place, "has AWStats configurations, but no " + logs,
+                      (is_valid_domain_name(domain.c_str())
+                           ? "statistics_admin remove " + shell_quote(domain)
+                           : "remove them") +
+                          ", or install -d -m 750 " + shell_quote(logs));
+    }
+}
+
 void check_domains(Checklist &checklist, Totals &totals)
 {
     const Surveyor surveyor;
@@ -56,14 +90,15 @@ void check_domains(Checklist &checklist, Totals &totals)
             checklist.add(ProblemKind::place, error.what(), "look at it as root");
         }
     }
-    for (const std::string &domain : without_logs) {
-        const std::string logs = logs_dir_path(domain_paths(domain));
-        checklist.begin_domain(domain);
-        checklist.add(ProblemKind::place, "has AWStats configurations, but no " + logs,
-                      (is_valid_domain_name(domain.c_str())
-                           ? "statistics_admin remove " + shell_quote(domain)
-                           : "remove them") +
-                          ", or install -d -m 750 " + shell_quote(logs));
+    check_vanished(checklist, surveyor);
+    if (surveyor.domains().empty() && !surveyor.vanished_domains().empty()) {
+        checklist.begin_domain("");
+        checklist.add(ProblemKind::place,
+                      domains_dir_path() + " has no domains, though logs have been prepared before",
+                      "mount its file system; or, if they are gone for good, rm -r " +
+                          shell_quote(log_positions_dir()) + "/*");
+    } else {
+        check_without_logs(checklist, without_logs);
     }
     checklist.begin_domain("");
 }

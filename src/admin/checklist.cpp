@@ -1,6 +1,7 @@
 #include "admin/checklist.h"
 
 #include "admin/listing.h"
+#include "util/directories.h"
 #include "util/shell_quote.h"
 
 #include <boost/filesystem.hpp>
@@ -30,6 +31,12 @@ std::string without_slashes(const std::string &path)
     return path.substr(0, std::max<std::size_t>(1, path.find_last_not_of('/') + 1));
 }
 
+std::string real_path(const std::string &path)
+{
+    boost::system::error_code error;
+    return boost::filesystem::canonical(path, error).string();
+}
+
 } // namespace
 
 void Checklist::add(ProblemKind kind, const std::string &what, const std::string &mend)
@@ -44,7 +51,9 @@ bool Checklist::expect_kind(const std::string &path, const struct stat &found, c
         add(ProblemKind::place, path + " is missing", make_command(path, mode));
     } else if (S_ISLNK(found.st_mode)) {
         add(ProblemKind::place, path + " is a link in place of a directory",
-            "rm " + word + " && " + make_command(path, mode) +
+            "rm " + word + " && " +
+                (dir_exists(path.c_str()) ? "mv " + shell_quote(real_path(path)) + " " + word
+                                          : make_command(path, mode)) +
                 "; to have it on another disk, mount that there");
     } else if (!S_ISDIR(found.st_mode)) {
         add(ProblemKind::place, path + " is not a directory",
@@ -68,9 +77,13 @@ bool Checklist::expect_directory(const std::string &path, const struct stat &fou
     return true;
 }
 
-void Checklist::expect_shared_directory(const std::string &path, Written written, const char *mode)
+void Checklist::expect_shared_directory(const std::string &name, Written written, const char *mode)
 {
-    const struct stat found = look_at(AT_FDCWD, path, 0);
+    const std::string path = without_slashes(name);
+    struct stat found = look_at(AT_FDCWD, path, 0);
+    if (found.st_mode == 0) {
+        found = look_at(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    }
     if (expect_kind(path, found, mode) && written == Written::yes) {
         expect_disk(path, found.st_dev);
     }
@@ -80,9 +93,7 @@ void Checklist::expect_shared_directory(const std::string &path, Written written
 
 void Checklist::expect_owner_above(const std::string &path)
 {
-    boost::system::error_code error;
-    const std::string real = boost::filesystem::canonical(path, error).string();
-    for (std::string above : {without_slashes(path), real}) {
+    for (std::string above : {without_slashes(path), real_path(path)}) {
         while (above.find('/') != std::string::npos && above != "/") {
             above = without_slashes(above.substr(0, above.rfind('/') + 1));
             struct stat found = {};
@@ -119,7 +130,7 @@ bool Checklist::expect_program(const std::string &path, const std::string &mend)
         add(ProblemKind::program, path + ": " + std::strerror(errno), mend);
     } else if (!S_ISREG(found.st_mode) || ::access(path.c_str(), X_OK) != 0) {
         add(ProblemKind::program, path + " is not a program that can be started",
-            "chmod 755 " + shell_quote(path));
+            S_ISREG(found.st_mode) ? "chmod 755 " + shell_quote(path) : mend);
     } else {
         expect_owner(path, found);
         expect_owner_above(path);

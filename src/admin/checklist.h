@@ -19,13 +19,14 @@ public:
 
     // That what was found at the path, its links not followed (st_mode 0: nothing), is a directory
     // in which nobody but root may write, on a file system that takes what is written. Returns
-    // whether it is a directory. mode: what a missing one has to be made with.
+    // whether it is a directory. mode: what a missing one has to be made with; one that a link leads to
+    // is to take the link's place.
     bool expect_directory(const std::string &path, const struct stat &found, const char *mode);
 
     // That there is such a directory, also by a link, and that nobody but root can put another in its
     // place. Whether its file system takes what is written matters only where runs write to it.
     enum class Written { yes, no };
-    void expect_shared_directory(const std::string &path, Written written,
+    void expect_shared_directory(const std::string &name, Written written,
                                  const char *mode = "755");
 
     // That nobody but root may write.
@@ -36,6 +37,7 @@ public:
     void expect_owner_above(const std::string &path);
 
     // That it is a program, which only root can change or replace. Returns whether it can be started.
+    // mend: what puts a file there.
     bool expect_program(const std::string &path, const std::string &mend);
 
     const Problems &problems() const { return problems_; }

@@ -25,6 +25,7 @@ public:
     void check_places();
     void check_logs();
     void check_without_generator();
+    void check_webalizer_conf();
     void check_configuration(const ServiceSurvey &service);
     void check_prepared_log(const ServiceSurvey &service) { logs_.check_prepared_log(service); }
     void check_unconfigured(const ServiceSurvey &service);
@@ -33,6 +34,7 @@ public:
 
 private:
     struct stat look(const std::string &path, int flags = AT_SYMLINK_NOFOLLOW) const;
+    void expect_configuration(const std::string &path, const struct stat &found);
     std::string rebuild_command(const LogSource &source, Month month) const;
 
     Checklist &list_;
@@ -65,8 +67,30 @@ void DomainChecks::check_places()
         list_.expect_directory(path + "/conf", conf, "755");
     }
     if (domain_.webalizer_conf.st_mode != 0) {
-        list_.expect_owner(webalizer_conf_path(paths_.domain, paths_.vhosts_root),
-                           domain_.webalizer_conf);
+        check_webalizer_conf();
+    }
+}
+
+// A configuration can name commands.
+void DomainChecks::expect_configuration(const std::string &path, const struct stat &found)
+{
+    if (!S_ISREG(found.st_mode)) {
+        list_.add(ProblemKind::place, path + " is not a regular file",
+                  "mv " + shell_quote(path) + " " + shell_quote(path + ".old") +
+                      ", and restore the file");
+    }
+    list_.expect_owner(path, found);
+}
+
+void DomainChecks::check_webalizer_conf()
+{
+    const std::string path = webalizer_conf_path(paths_.domain, paths_.vhosts_root);
+    expect_configuration(path, domain_.webalizer_conf);
+    if (surveyor_.has_awstats_conf(domain_.domain, log_sources[0])) {
+        const std::string other = awstats_conf_path(domain_.domain, log_sources[0].service);
+        list_.add(ProblemKind::place,
+                  other + " is there beside " + path + ": only Webalizer makes statistics",
+                  "rm " + shell_quote(other) + ", or, to have AWStats, rm " + shell_quote(path));
     }
 }
 
@@ -101,6 +125,12 @@ void DomainChecks::check_without_generator()
     for (const LogSource &source : log_sources) {
         has_something = has_something || logs_.has_records(source);
     }
+    for (const std::string &path : generator_confs(paths_)) {
+        if (look_at(AT_FDCWD, path, 0).st_mode == 0) {
+            list_.add(ProblemKind::place, path + " is a link that leads to no file",
+                      "restore that file, or rm " + shell_quote(path));
+        }
+    }
     const bool has_webalizer_state = look("statistics/webstat/webalizer.hist").st_mode != 0;
     const std::string word = shell_quote(domain_.domain);
     if (has_configuration) {
@@ -120,11 +150,10 @@ void DomainChecks::check_without_generator()
     }
 }
 
-// A configuration can name commands.
 void DomainChecks::check_configuration(const ServiceSurvey &service)
 {
     const std::string path = awstats_conf_path(domain_.domain, service.source->service);
-    list_.expect_owner(path, look_at(AT_FDCWD, path, 0));
+    expect_configuration(path, look_at(AT_FDCWD, path, 0));
 }
 
 void DomainChecks::check_unconfigured(const ServiceSurvey &service)

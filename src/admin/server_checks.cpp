@@ -6,6 +6,8 @@
 #include "config/server_config.h"
 #include "domain/log_position.h"
 #include "exec/process.h"
+#include "util/files.h"
+#include "util/shell_quote.h"
 #include "util/unchanged.h"
 
 #include <fcntl.h>
@@ -44,13 +46,28 @@ void expect_generator(Checklist &checklist, const std::string &path)
         std::string answer;
         if (korvo::forkExecvGetOutErr(output, answer, path, words) != 0) {
             const std::string reason = answer.substr(0, answer.find('\n'));
+            const bool is_answer = reason.compare(0, path.size(), path) == 0;
             checklist.add(ProblemKind::program,
-                          reason.compare(0, path.size(), path) == 0 ? reason
-                          : reason.empty()                          ? path + " has failed"
-                                                                    : path + ": " + reason,
-                          "install the package of the generator");
+                          is_answer        ? reason
+                          : reason.empty() ? path + " has failed"
+                                           : path + ": " + reason,
+                          is_answer ? "install the package of the generator"
+                                    : "reinstall the package of statistics_run, or that of perl");
         }
     }
+}
+
+// Puts the packaged log preparation in its place, where setup would leave what is there.
+std::string log_processor_mend(const std::string &path)
+{
+    if (!file_exists(installed_log_processor)) {
+        return "reinstall the package of statistics_run";
+    }
+    const std::string word = shell_quote(path);
+    return (S_ISDIR(look_at(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW).st_mode)
+                ? "mv " + word + " " + shell_quote(path + ".old") + " && "
+                : "") +
+           "ln -sfn " + shell_quote(installed_log_processor) + " " + word;
 }
 
 // Log preparation, which begins every run, leaves its time at the directory of its positions; so does
@@ -74,8 +91,8 @@ void check_server(Checklist &checklist, const std::map<WebstatKind, std::size_t>
 {
     using Written = Checklist::Written;
     checklist.expect_shared_directory(panel_path("admin/sbin"), Written::no);
-    checklist.expect_program(panel_path("admin/sbin/statistics_log_processor"),
-                             "statistics_admin setup");
+    const std::string log_processor = panel_path("admin/sbin/statistics_log_processor");
+    checklist.expect_program(log_processor, log_processor_mend(log_processor));
     checklist.expect_shared_directory(log_positions_dir(), Written::yes, "700");
     check_last_preparation(checklist);
     checklist.expect_shared_directory(panel_path("var/webalizer"), Written::yes);

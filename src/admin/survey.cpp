@@ -139,6 +139,17 @@ std::set<std::string> Surveyor::configured_domains() const
     return domains;
 }
 
+std::set<std::string> Surveyor::vanished_domains() const
+{
+    std::set<std::string> vanished;
+    for (const std::string &domain : positions_) {
+        if (!std::binary_search(domains_.begin(), domains_.end(), domain)) {
+            vanished.insert(domain);
+        }
+    }
+    return vanished;
+}
+
 DomainSurvey Surveyor::survey_named(const std::string &domain) const
 {
     DomainSurvey found;

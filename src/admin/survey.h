@@ -84,13 +84,18 @@ public:
     // Whether it can be told which domains have AWStats.
     bool knows_configurations() const { return knows_configurations_; }
 
+    // Whether AWStats has a configuration for the domain's log.
+    bool has_awstats_conf(const std::string &domain, const LogSource &source) const;
+
     // The domains that AWStats has configurations for.
     std::set<std::string> configured_domains() const;
+
+    // The domains that log preparation has positions of, and that are no directories now.
+    std::set<std::string> vanished_domains() const;
 
     PagesSurvey survey_pages(const DomainSurvey &domain, const LogSource &source) const;
 
 private:
-    bool has_awstats_conf(const std::string &domain, const LogSource &source) const;
     ServiceSurvey survey_service(const DomainSurvey &domain, const LogSource &source) const;
 
     Descriptor directory_;
