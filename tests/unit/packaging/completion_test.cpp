@@ -41,6 +41,7 @@ TEST_F(Completion, OffersOptionsAndTheDomainsThatTheOptionTakesWhateverTheShellI
         {"statistics_run --calculate-domain=so", "<--calculate-domain=sound.example>"},
         {domains + "../system/", "<>"},
         {"statistics_admin add --log = x", "<xferlog=><xferlog_regular=>"},
+        {"statistics_admin add --log proxy_access_log = et", "<etc>"},
         {"statistics_admin rebuild --stale sh", "<shop.example>"},
     };
     for (const char *const settings :
