@@ -17,6 +17,7 @@
 #include <boost/filesystem.hpp>
 
 #include <algorithm>
+#include <climits>
 #include <iostream>
 #include <set>
 
@@ -47,6 +48,10 @@ po::options_description describe_options()
         "service", po::value<Words>()->value_name("SERVICE"), "A service that AWStats serves");
     return options;
 }
+
+// A domain's name is part of file names, the longest of which is the page of a plugin.
+constexpr std::size_t longest_awstats_domain =
+    NAME_MAX - std::char_traits<char>::length("awstats.-anon_ftp.plugin_geoip_region_maxmind.html");
 
 struct LogLink {
     const LogSource *source;
@@ -130,6 +135,10 @@ NewDomain read_words(const ParsedWords &words)
     }
     NewDomain domain;
     domain.webalizer = generator == "webalizer";
+    if (!domain.webalizer && words.operands[0].size() > longest_awstats_domain) {
+        throw Refusal("a name of more than " + std::to_string(longest_awstats_domain) +
+                      " characters makes the names of AWStats' files too long");
+    }
     if (domain.webalizer && words.has("service")) {
         throw Refusal("--service is for AWStats; Webalizer's configuration serves all logs");
     }
@@ -195,42 +204,57 @@ void require_new(const NewDomain &domain)
     }
 }
 
-void write_webalizer_conf(Changes &changes, const NewDomain &domain)
+struct Configuration {
+    std::string path;
+    std::string text;
+};
+
+// The generator's configurations. The one that makes it an AWStats domain comes last.
+std::vector<Configuration> fill_templates(const NewDomain &domain)
 {
-    changes.write_file(
-        webalizer_conf_path(domain.paths.domain, domain.paths.vhosts_root),
-        filled_template("webalizer.conf", {{"DOMAIN", domain.paths.domain},
-                                           {"MONTHS", std::to_string(domain.months)}}),
-        0644);
+    const std::string &name = domain.paths.domain;
+    if (domain.webalizer) {
+        return {{webalizer_conf_path(name, domain.paths.vhosts_root),
+                 filled_template("webalizer.conf",
+                                 {{"DOMAIN", name}, {"MONTHS", std::to_string(domain.months)}})}};
+    }
+    std::vector<Configuration> configurations;
+    for (auto row = domain.services.rbegin(); row != domain.services.rend(); ++row) {
+        const LogSource &source = **row;
+        const TemplateValues values = {{"DOMAIN", name},
+                                       {"SERVICE", source.service},
+                                       {"LOG", prepared_log_path(domain.paths, source)},
+                                       {"DATA_DIR", panel_path("var/awstats")},
+                                       {"ICONS", "../../icon"}};
+        configurations.push_back(
+            {awstats_conf_path(name, source.service),
+             filled_template(source.format == 0 ? "awstats-web.conf" : "awstats-ftp.conf",
+                             values)});
+    }
+    return configurations;
 }
 
-// The icons are found beside the pages, wherever a web server shows these. The configuration that
-// makes it an AWStats domain comes last.
-void write_awstats_confs(Changes &changes, const NewDomain &domain)
+// The icons are found beside the pages, wherever a web server shows these.
+void make_awstats_dirs(Changes &changes, const NewDomain &domain)
 {
     const std::string icons = statistics_dir_path(domain.paths) + "icon";
     if (!is_there(icons)) {
         changes.make_link("/usr/share/awstats/icon", icons);
     }
-    for (auto row = domain.services.rbegin(); row != domain.services.rend(); ++row) {
-        const LogSource &source = **row;
-        changes.make_dir(statistics_subdir_path(domain.paths, source), 0755);
-        const TemplateValues values = {{"DOMAIN", domain.paths.domain},
-                                       {"SERVICE", source.service},
-                                       {"LOG", prepared_log_path(domain.paths, source)},
-                                       {"DATA_DIR", panel_path("var/awstats")},
-                                       {"ICONS", "../../icon"}};
-        changes.write_file(
-            awstats_conf_path(domain.paths.domain, source.service),
-            filled_template(source.format == 0 ? "awstats-web.conf" : "awstats-ftp.conf", values),
-            0644);
+    for (const LogSource *const source : domain.services) {
+        changes.make_dir(statistics_subdir_path(domain.paths, *source), 0755);
     }
 }
 
 // The directory of the logs, which makes it a domain, comes after the configuration: a run that
-// begins meanwhile never sees a domain without a generator.
+// begins meanwhile never sees a domain without a generator. It comes with the links in it: nobody
+// would miss them after a kill.
 void make_domain(const NewDomain &domain)
 {
+    const std::vector<Configuration> configurations = fill_templates(domain);
+    const std::string directory = domains_dir_path() + domain.paths.domain + "/";
+    const bool has_logs = dir_exists(logs_dir_path(domain.paths).c_str());
+    const std::string logs = directory + (has_logs ? "logs" : unfinished_logs_name);
     Changes changes;
     changes.make_dir(domain_conf_path(domain.paths, ""), 0755);
     changes.make_dir(statistics_dir_path(domain.paths), 0755);
@@ -238,16 +262,21 @@ void make_domain(const NewDomain &domain)
     if (!is_there(stat_ttl)) {
         changes.write_file(stat_ttl, std::to_string(domain.months) + "\n", 0644);
     }
-    if (domain.webalizer) {
-        write_webalizer_conf(changes, domain);
-    } else {
-        write_awstats_confs(changes, domain);
+    if (!domain.webalizer) {
+        make_awstats_dirs(changes, domain);
     }
-    changes.make_dir(logs_dir_path(domain.paths), 0750);
+    changes.make_dir(logs, 0750);
     for (const LogLink &link : domain.links) {
-        changes.make_link(link.target, logs_dir_path(domain.paths) + link.source->log_name);
+        changes.make_link(link.target, logs + "/" + link.source->log_name);
     }
-    changes.keep();
+    for (const Configuration &configuration : configurations) {
+        changes.write_file(configuration.path, configuration.text, 0644);
+    }
+    if (has_logs) {
+        changes.keep();
+    } else {
+        changes.keep_renamed(logs, directory + "logs");
+    }
 }
 
 } // namespace

@@ -63,3 +63,11 @@ void Changes::make_link(const std::string &target, const std::string &path)
     }
     made_.push_back(path);
 }
+
+void Changes::keep_renamed(const std::string &from, const std::string &to)
+{
+    if (::rename(from.c_str(), to.c_str()) != 0) {
+        throw refusal_of(to, errno);
+    }
+    keep();
+}

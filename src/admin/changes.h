@@ -9,7 +9,8 @@
 
 // Makes directories, files and links, all of them or none: what was made is taken away again at the
 // end of the object's life unless keep() was called. Signals that ask the program to end wait until
-// then. What is there already is never changed. All belongs to root. Every failure is a Refusal that names the path and the reason.
+// then. What is there already is never changed. All belongs to root. Every failure is a Refusal that
+// names the path and the reason.
 class Changes
 {
 public:
@@ -31,6 +32,9 @@ public:
 
     // What has been made so far stays.
     void keep() { made_.clear(); }
+
+    // The same, after a directory that was made has got its last name, at which there is nothing.
+    void keep_renamed(const std::string &from, const std::string &to);
 
 private:
     const HeldSignals held_;

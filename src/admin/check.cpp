@@ -3,6 +3,7 @@
 #include "admin/domain_checks.h"
 #include "admin/listing.h"
 #include "admin/metrics.h"
+#include "admin/places.h"
 #include "admin/progress.h"
 #include "admin/run_lock.h"
 #include "admin/server_checks.h"
@@ -137,6 +138,7 @@ int check_command(const std::vector<std::string> &words)
     if (!parsed) {
         return 0;
     }
+    require_configuration_file();
     if (run_lock_is_held()) {
         std::cerr << "A run is going on: what it has not come to yet shows as a problem.\n";
     }

@@ -102,9 +102,8 @@ void check_configuration(Checklist &checklist)
     }
     if (::stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         checklist.add(ProblemKind::configuration,
-                      path + (S_ISLNK(status.st_mode)   ? " is a link that leads to no file"
-                              : S_ISDIR(status.st_mode) ? " is a directory"
-                                                        : " is no regular file"),
+                      path + (S_ISDIR(status.st_mode) ? " is a directory"
+                                                      : " is a link that leads to no file"),
                       "mv " + path + " " + path + ".old && statistics_admin setup");
         return;
     }

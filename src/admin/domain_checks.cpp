@@ -60,7 +60,13 @@ void DomainChecks::check_places()
 {
     const std::string path = domains_dir_path() + domain_.domain;
     list_.expect_directory(path, look("", 0), "755");
-    list_.expect_directory(path + "/logs", domain_.logs, "750");
+    const std::string logs = path + "/logs";
+    if (domain_.logs.st_mode == 0 && look(unfinished_logs_name).st_mode != 0) {
+        list_.add(ProblemKind::place, logs + " is missing: 'statistics_admin add' was killed",
+                  "mv " + shell_quote(path + "/" + unfinished_logs_name) + " " + shell_quote(logs));
+    } else {
+        list_.expect_directory(logs, domain_.logs, "750");
+    }
     list_.expect_directory(path + "/statistics", look("statistics"), "755");
     const struct stat conf = look("conf");
     if (domain_.kind != webstat_awstats || conf.st_mode != 0) {

@@ -4,6 +4,8 @@
 #include "config/config_path.h"
 #include "config/server_config.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -19,8 +21,18 @@ std::string configuration_dir()
     return path.substr(0, path.rfind('/'));
 }
 
+void require_configuration_file()
+{
+    struct stat found = {};
+    if (::stat(server_config_path, &found) == 0 && !S_ISREG(found.st_mode) &&
+        !S_ISDIR(found.st_mode)) {
+        throw Refusal(std::string(server_config_path) + ": not a regular file");
+    }
+}
+
 void require_readable_configuration()
 {
+    require_configuration_file();
     if (conf_load() != 0 && errno != ENOENT) {
         throw refusal_of(server_config_path, errno);
     }

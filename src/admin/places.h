@@ -13,6 +13,10 @@ extern const char *const run_lock_path;
 // The directory of the server configuration file, "/etc/zut".
 std::string configuration_dir();
 
+// Throws Refusal if there is something else than a file or a directory in the place of the server
+// configuration file, as reading a FIFO would wait.
+void require_configuration_file();
+
 // Throws Refusal if there is a server configuration file that can't be read: the defaults, which
 // would count then, are not what was meant. The same where a root in it holds a control character.
 void require_readable_configuration();

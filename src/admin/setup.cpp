@@ -7,6 +7,8 @@
 #include "domain/domains.h"
 #include "domain/log_position.h"
 
+#include <fcntl.h>
+
 #include <iostream>
 
 namespace
@@ -20,6 +22,9 @@ const Usage setup_usage = {
 
 void tell(bool made, const std::string &path)
 {
+    if (look_at(AT_FDCWD, path, 0).st_mode == 0) {
+        throw Refusal(path + ": a link that leads to no file; see 'statistics_admin check'");
+    }
     std::cout << (made ? "made   " : "found  ") << path << "\n";
 }
 

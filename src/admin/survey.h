@@ -18,6 +18,10 @@
 // The file in a domain's conf that tells that it is meant to have no generator.
 constexpr const char *no_statistics_name = "no_statistics";
 
+// The directory that add fills with links before it becomes a domain's logs; left by one that was
+// killed.
+constexpr const char *unfinished_logs_name = "logs.new";
+
 // Records in prepared logs, which no run has taken in.
 struct Waiting {
     std::uintmax_t bytes = 0;

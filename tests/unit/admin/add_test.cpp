@@ -38,7 +38,7 @@ $ rm -r panel/etc panel/var vhosts; $A setup | grep -c made; ! $A setup | grep m
 
 TEST_F(Add, RefusesAndChangesNothing)
 {
-    write_file("etc/zut/templates/awstats-web.conf", "line\n@DOMAIN@ @NOPE@\n");
+    write_file("etc/zut/templates/awstats-web.conf", "@" + std::string(300000, 'A') + "\n@DOMAIN@ @NOPE@\n");
     write_file("vhosts/system/x.example/logs/access_log", "");
     expect_refusals(R"(
 $ add x.example --generator awstats --service web
@@ -55,7 +55,7 @@ $ add a.example --generator webalizer
 a.example has a generator already: P/etc/awstats/awstats.a.example-http.conf; 'statistics_admin remove' takes it away
 )");
     expect_lines(R"(
-$ echo 5 >$V/n.example/conf/stat_ttl.conf; for words in '' ad add 'add x --generator y' 'add x --generator awstats --months 0' 'add x --generator awstats --log x=/y' 'add x --generator awstats --log xferlog=y' 'add x --generator awstats --log xferlog=/y --log xferlog=/y' 'add n.example --generator awstats --log access_log=$PWD/$V/n.example/logs/access_log' 'add n.example --generator awstats --months 5' 'rebuild --month 5' 'rebuild --month 2024-05 --stale' 'rebuild n.example' remove 'remove q' 'list q' 'list -x' 'list --operand a.example'; do eval $A $words || echo $?; done 2>&1 | grep -vx -e 'statistics_admin: .*' -e 2
+$ mkdir etc/zut/templates; mkfifo etc/zut/templates/awstats-ftp.conf; echo 5 >$V/n.example/conf/stat_ttl.conf; for words in '' ad add 'add x --generator y' 'add f.example --generator awstats' 'add $(seq -s. 72) --generator awstats --service http' 'add x --generator awstats --months 0' 'add x --generator awstats --log x=/y' 'add x --generator awstats --log xferlog=y' 'add x --generator awstats --log xferlog=/y --log xferlog=/y' 'add n.example --generator awstats --log access_log=$PWD/$V/n.example/logs/access_log' 'add n.example --generator awstats --months 5' 'rebuild --month 5' 'rebuild --month 2024-05 --stale' 'rebuild n.example' remove 'remove q' 'list q' 'list -x' 'list --operand a.example'; do eval $A $words || echo $?; done 2>&1 | grep -vx -e 'statistics_admin: .*' -e 2
 $ for deed in 'remove a.example' 'add n.example --generator webalizer' rebuild; do flock lock_of_runs/lock $A $deed || :; done 2>&1 | uniq -c; flock lock_of_runs/lock $A check
       3 statistics_admin: a run is going on (it holds lock_of_runs/lock); wait for its end
 A run is going on: what it has not come to yet shows as a problem.
@@ -68,8 +68,8 @@ statistics_admin: @/p q/etc/awstats: AWStats does not take the character ' ' in 
 $ echo 'PRODUCT_ROOT_D /p ' >etc/zut/zut.conf; $A setup
 found  etc/zut/zut.conf
 statistics_admin: etc/zut/zut.conf: a path there ends with a blank or has a control character: '/p '
-$ rm etc/zut/zut.conf; mkdir etc/zut/zut.conf; $A list || rmdir etc/zut/zut.conf
-statistics_admin: etc/zut/zut.conf: Is a directory
+$ rm etc/zut/zut.conf; mkfifo etc/zut/zut.conf; { $A list || $A check || rm etc/zut/zut.conf; } 2>&1 | uniq -c
+      2 statistics_admin: etc/zut/zut.conf: not a regular file
 $ chmod 755 .; cp $A other; setpriv --reuid 7 ./other rebuild
 statistics_admin: only root can do this
 )");
@@ -90,12 +90,14 @@ statistics_admin: P/etc/awstats/awstats.a.example-https.conf: Is a directory
 awstats.a.example-http.conf
 Removed a.example from the statistics; its pages stay in V/a.example/statistics/
 7
-$ inject='strace -o trace -e inject='; ${inject}link:signal=KILL:when=5 $A add y.example --generator awstats || echo $V/y.example/* panel/etc/awstats/*y.*.conf; ${inject}symlink:signal=TERM $A add z.example --generator awstats || ls $V/z.example | grep logs
+$ inject='strace -o trace -e inject='; ${inject}link:signal=KILL:when=5 $A add y.example --generator awstats || echo $V/y.example/* panel/etc/awstats/*y.*.conf; ${inject}symlink:signal=TERM $A add z.example --generator awstats || ls $V/z.example | grep logs; ${inject}rename:signal=KILL $A add x.example --generator webalizer --log xferlog=/x || eval $($A check | sed -n 's/^x.*mend: //p'); ls $V/x.example/logs
 Killed
-vhosts/system/y.example/conf vhosts/system/y.example/statistics panel/etc/awstats/awstats.y.example-anon_ftp.conf panel/etc/awstats/awstats.y.example-ftp.conf panel/etc/awstats/awstats.y.example-https.conf
+vhosts/system/y.example/conf vhosts/system/y.example/logs.new vhosts/system/y.example/statistics panel/etc/awstats/awstats.y.example-anon_ftp.conf panel/etc/awstats/awstats.y.example-ftp.conf panel/etc/awstats/awstats.y.example-https.conf
 Added z.example: its logs are in V/z.example/logs/, its pages in V/z.example/statistics/
 Terminated
 logs
+Killed
+xferlog
 $ echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; head -c 1M /dev/zero >$PAGES/2024-05/large; mkdir $PAGES/2024-02 $PAGES/2024-05/.making; cp $PAGES/2024-05/large $PAGES/2024-05/.making; mv $V/n.example "$V/$(printf 'n\ne')"; find vhosts -exec touch -hd '2024-05-14 03:00' {} +; $A list; $A list a.example --json | grep -A1 1715634000
 DOMAIN                          GENERATOR SERVICES                WAITING   SINCE      PAGES MADE       MONTHS SPACE
 a.example                       awstats   http,ftp                31 B      2024-05-13 2024-05-14 03:00 2      1.0 MiB

@@ -107,7 +107,8 @@ $ sed -i '/WEB_STAT/ d' etc/zut/zut.conf; echo WEB_STAT )" WEBALIZER_ADAPTER
         R"( >>etc/zut/zut.conf; STOCK_WEBALIZER=/none $A check | sed 's|server: [^:]*|@|'; STOCK_WEBALIZER=/bin/true $A check; cp $(sed -n 's/WEB_STAT //p' etc/zut/zut.conf) alone; echo WEB_STAT $PWD/alone >>etc/zut/zut.conf; $A check | sed 's|: Can.*;|;|'
 @: STOCK_WEBALIZER names no Webalizer: /none; mend: install the package of the generator
 server: @/alone; mend: reinstall the package of statistics_run, or that of perl
-$ rm etc/zut/zut.conf; ln -s none etc/zut/zut.conf; $A check | head -1
+$ rm etc/zut/zut.conf; ln -s none etc/zut/zut.conf; $A setup || $A check | head -1
+statistics_admin: etc/zut/zut.conf: a link that leads to no file; see 'statistics_admin check'
 server: etc/zut/zut.conf is a link that leads to no file; mend: mv etc/zut/zut.conf etc/zut/zut.conf.old && statistics_admin setup
 $ mkfifo f; $A check --prometheus f || $A check --prometheus metrics; ls -F | grep -E '^(f|metrics.*)[|]?$'
 statistics_admin: f: not a regular file
