@@ -90,14 +90,12 @@ statistics_admin: P/etc/awstats/awstats.a.example-https.conf: Is a directory
 awstats.a.example-http.conf
 Removed a.example from the statistics; its pages stay in V/a.example/statistics/
 7
-$ inject='strace -o trace -e inject='; ${inject}link:signal=KILL:when=5 $A add y.example --generator awstats || echo $V/y.example/* panel/etc/awstats/*y.*.conf; ${inject}symlink:signal=TERM $A add z.example --generator awstats || ls $V/z.example | grep logs; ${inject}rename:signal=KILL $A add x.example --generator webalizer --log xferlog=/x || eval $($A check | sed -n 's/^x.*mend: //p'); ls $V/x.example/logs
+$ inject='strace -o trace -e inject='; ${inject}link:signal=KILL:when=5 $A add y.example --generator awstats || echo $V/y.example/* panel/etc/awstats/*y.*.conf; ${inject}symlink:signal=TERM $A add z.example --generator awstats || :; { ${inject}rename:signal=KILL $A add x.example --generator webalizer --log xferlog=/x; } 2>&- || eval $($A check | sed -n 's/^x.*mend: //p'); echo $V/z.example/l* $V/x.example/l*/*
 Killed
 vhosts/system/y.example/conf vhosts/system/y.example/logs.new vhosts/system/y.example/statistics panel/etc/awstats/awstats.y.example-anon_ftp.conf panel/etc/awstats/awstats.y.example-ftp.conf panel/etc/awstats/awstats.y.example-https.conf
 Added z.example: its logs are in V/z.example/logs/, its pages in V/z.example/statistics/
 Terminated
-logs
-Killed
-xferlog
+vhosts/system/z.example/logs vhosts/system/x.example/logs/xferlog
 $ echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; head -c 1M /dev/zero >$PAGES/2024-05/large; mkdir $PAGES/2024-02 $PAGES/2024-05/.making; cp $PAGES/2024-05/large $PAGES/2024-05/.making; mv $V/n.example "$V/$(printf 'n\ne')"; find vhosts -exec touch -hd '2024-05-14 03:00' {} +; $A list; $A list a.example --json | grep -A1 1715634000
 DOMAIN                          GENERATOR SERVICES                WAITING   SINCE      PAGES MADE       MONTHS SPACE
 a.example                       awstats   http,ftp                31 B      2024-05-13 2024-05-14 03:00 2      1.0 MiB
