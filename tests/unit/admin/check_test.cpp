@@ -110,7 +110,7 @@ server: @/alone; mend: reinstall the package of statistics_run, or that of perl
 $ rm etc/zut/zut.conf; ln -s none etc/zut/zut.conf; $A setup || $A check | head -1
 statistics_admin: etc/zut/zut.conf: a link that leads to no file; see 'statistics_admin check'
 server: etc/zut/zut.conf is a link that leads to no file; mend: mv etc/zut/zut.conf etc/zut/zut.conf.old && statistics_admin setup
-$ mkfifo f; $A check --prometheus f || $A check --prometheus metrics; ls -F | grep -E '^(f|metrics.*)[|]?$'
+$ mkfifo f; mkdir metrics.new; $A check --prometheus f || $A check --prometheus metrics; ls -F | grep -E '^(f|metrics(.[0-9].*)?)[|]?$'
 statistics_admin: f: not a regular file
 f|
 metrics
