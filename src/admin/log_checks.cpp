@@ -71,9 +71,9 @@ void LogChecks::check_position(const LogSource &source)
         }
     } catch (const std::runtime_error &error) {
         list_.add(ProblemKind::position, error.what(),
-                  "restore it from a backup; or, as records that are prepared already would "
-                  "count twice, rotate the log and then rm -r " +
-                      shell_quote(path));
+                  "restore it from a backup, or rm -r " + shell_quote(path) +
+                      ": the log is taken from its beginning then, and its generator passes "
+                      "over what it has counted");
     }
 }
 
