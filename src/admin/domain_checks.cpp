@@ -137,7 +137,8 @@ void DomainChecks::check_without_generator()
                       "restore that file, or rm " + shell_quote(path));
         }
     }
-    const bool has_webalizer_state = look("statistics/webstat/webalizer.hist").st_mode != 0;
+    const bool had_webalizer = look("statistics/webstat/webalizer.hist").st_mode != 0 ||
+                               look("conf/webalizer.conf").st_mode != 0;
     const std::string word = shell_quote(domain_.domain);
     if (has_configuration) {
         list_.add(ProblemKind::no_generator,
@@ -149,7 +150,7 @@ void DomainChecks::check_without_generator()
                   "has logs or pages, but no generator: every run deletes its records",
                   is_valid_domain_name(domain_.domain.c_str())
                       ? "statistics_admin add " + word + " --generator " +
-                            (has_webalizer_state ? "webalizer" : "awstats") +
+                            (had_webalizer ? "webalizer" : "awstats") +
                             ", or, if that is meant, statistics_admin remove " + word
                       : "move it elsewhere, as its name is no domain name, or touch " +
                             shell_quote(domain_conf_path(paths_, no_statistics_name)));
