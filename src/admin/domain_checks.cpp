@@ -26,6 +26,7 @@ public:
     void check_logs();
     void check_without_generator();
     void check_webalizer_conf();
+    void check_links_to_nothing();
     void check_configuration(const ServiceSurvey &service);
     void check_prepared_log(const ServiceSurvey &service) { logs_.check_prepared_log(service); }
     void check_unconfigured(const ServiceSurvey &service);
@@ -117,6 +118,17 @@ void DomainChecks::check_logs()
     }
 }
 
+// They keep others from their places.
+void DomainChecks::check_links_to_nothing()
+{
+    for (const std::string &path : generator_confs(paths_)) {
+        if (look_at(AT_FDCWD, path, 0).st_mode == 0) {
+            list_.add(ProblemKind::place, path + " is a link that leads to no file",
+                      "restore that file, or rm " + shell_quote(path));
+        }
+    }
+}
+
 void DomainChecks::check_without_generator()
 {
     bool has_something = false;
@@ -131,21 +143,21 @@ void DomainChecks::check_without_generator()
     for (const LogSource &source : log_sources) {
         has_something = has_something || logs_.has_records(source);
     }
-    for (const std::string &path : generator_confs(paths_)) {
-        if (look_at(AT_FDCWD, path, 0).st_mode == 0) {
-            list_.add(ProblemKind::place, path + " is a link that leads to no file",
-                      "restore that file, or rm " + shell_quote(path));
-        }
+    const bool has_webalizer_conf = look("conf/webalizer.conf").st_mode != 0;
+    const bool has_none_by_mistake =
+        has_something && look(std::string("conf/") + no_statistics_name).st_mode == 0;
+    if (has_webalizer_conf || has_configuration || has_none_by_mistake) {
+        check_links_to_nothing();
     }
-    const bool had_webalizer = look("statistics/webstat/webalizer.hist").st_mode != 0 ||
-                               look("conf/webalizer.conf").st_mode != 0;
     const std::string word = shell_quote(domain_.domain);
     if (has_configuration) {
         list_.add(ProblemKind::no_generator,
                   "has AWStats configurations, but not the one that makes AWStats its generator: "
                   "every run deletes its records",
                   "restore " + awstats_conf_path(domain_.domain, "http"));
-    } else if (has_something && look(std::string("conf/") + no_statistics_name).st_mode == 0) {
+    } else if (has_none_by_mistake) {
+        const bool had_webalizer =
+            has_webalizer_conf || look("statistics/webstat/webalizer.hist").st_mode != 0;
         list_.add(ProblemKind::no_generator,
                   "has logs or pages, but no generator: every run deletes its records",
                   is_valid_domain_name(domain_.domain.c_str())
