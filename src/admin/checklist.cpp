@@ -47,14 +47,17 @@ void Checklist::add(ProblemKind kind, const std::string &what, const std::string
 bool Checklist::expect_kind(const std::string &path, const struct stat &found, const char *mode)
 {
     const std::string word = shell_quote(path);
+    const std::string command = make_command(path, mode);
     if (found.st_mode == 0) {
-        add(ProblemKind::place, path + " is missing", make_command(path, mode));
+        add(ProblemKind::place, path + " is missing", command);
     } else if (S_ISLNK(found.st_mode)) {
+        const std::string target = shell_quote(real_path(path));
+        const std::string remove = "rm " + word + " && ";
         add(ProblemKind::place, path + " is a link in place of a directory",
-            "rm " + word + " && " +
-                (dir_exists(path.c_str()) ? "mv " + shell_quote(real_path(path)) + " " + word
-                                          : make_command(path, mode)) +
-                "; to have it on another disk, mount that there");
+            dir_exists(path.c_str())
+                ? remove + "mv " + target + " " + word + "; or, if others need that, " + remove +
+                      command + " && mount --bind " + target + " " + word
+                : remove + command);
     } else if (!S_ISDIR(found.st_mode)) {
         add(ProblemKind::place, path + " is not a directory",
             "mv " + word + " " + shell_quote(path + ".old") + " && " + make_command(path, mode));

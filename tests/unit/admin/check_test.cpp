@@ -12,7 +12,7 @@ $ cd panel/var; rm -r ../etc/awstats awstats; ln -s none awstats; ln -sf none ..
 server: P/admin/sbin/statistics_log_processor: No such file or directory; mend: ln -sfn /bin/true P/admin/sbin/statistics_log_processor
 server: P/var/log_positions is not a directory; mend: mv P/var/log_positions P/var/log_positions.old && install -d -m 700 P/var/log_positions
 server: P/etc/awstats is missing; mend: install -d -m 755 P/etc/awstats
-server: P/var/awstats is a link in place of a directory; mend: rm P/var/awstats && install -d -m 755 P/var/awstats; to have it on another disk, mount that there
+server: P/var/awstats is a link in place of a directory; mend: rm P/var/awstats && install -d -m 755 P/var/awstats
 $ printf 'WEB_STAT=x\nwebsatt /x\nDUMP_TMP_D /tmp \nPANEL_NAME x\nAWSTATS_D x\n' >>etc/zut/zut.conf; chmod 666 etc/zut/zut.conf
 server: etc/zut/zut.conf can be written to by others than root; mend: chmod go-w etc/zut/zut.conf
 server: etc/zut/zut.conf is not read as it stands: Invalid variable definition WEB_STAT=x  Expected a space after variable name; mend: write each line as a name, a blank and a value
@@ -36,7 +36,7 @@ w.example: V/w.example/logs/access_log leads to no\011ne, which is not there; me
 w.example: V/w.example/logs/xferlog is not a regular file; mend: mv V/w.example/logs/xferlog V/w.example/logs/xferlog.old, and have the server log to a file
 w.example: V/w.example/logs/xferlog.webstat is not a regular file; mend: mv V/w.example/logs/xferlog.webstat V/w.example/logs/xferlog.webstat.old
 $ cd $V/a.example/statistics; mv webstat x; ln -s x webstat; rmdir ftpstat; echo >ftpstat; echo >../logs/access_ssl_log
-a.example: V/a.example/statistics/webstat is a link in place of a directory; mend: rm V/a.example/statistics/webstat && mv V/a.example/statistics/x V/a.example/statistics/webstat; to have it on another disk, mount that there
+a.example: V/a.example/statistics/webstat is a link in place of a directory; mend: rm V/a.example/statistics/webstat && mv V/a.example/statistics/x V/a.example/statistics/webstat; or, if others need that, rm V/a.example/statistics/webstat && install -d -m 755 V/a.example/statistics/webstat && mount --bind V/a.example/statistics/x V/a.example/statistics/webstat
 a.example: access_ssl_log has records, but there is no P/etc/awstats/awstats.a.example-https.conf; mend: write that file, or statistics_admin remove --force a.example && statistics_admin add a.example --generator awstats
 a.example: V/a.example/statistics/ftpstat is not a directory; mend: mv V/a.example/statistics/ftpstat V/a.example/statistics/ftpstat.old && install -d -m 755 V/a.example/statistics/ftpstat
 $ rm panel/etc/awstats/*http.conf; ln -s none $V/n.example/conf/webalizer.conf; echo >$V/n.example/logs/proxy_access_log; mv panel/etc/awstats/*ftp.conf panel/etc/awstats/awstats.g.example-ftp.conf; touch $PAGES/webalizer.hist $PAGES/index.html
