@@ -87,7 +87,8 @@ int remove_command(const std::vector<std::string> &words)
         std::cout << domain << " has no generator; " << sign << " tells that this is meant\n";
         return 0;
     }
-    std::cout << "Removed " << domain << " from the statistics; its pages stay in "
-              << statistics_dir_path(paths) << "\n";
+    const std::string pages = statistics_dir_path(paths);
+    std::cout << "Removed " << domain << " from the statistics"
+              << (is_there(pages) ? "; its pages stay in " + pages : "") << "\n";
     return 0;
 }

@@ -26,12 +26,12 @@ std::string webalizer_month(const std::string &name)
     return is_page ? name.substr(6, 4) + "-" + name.substr(10, 2) : "";
 }
 
-// Where the page builder makes a month's pages before they take the place of the old ones; left there if
-// it is killed.
+// Where the page builder makes a month's pages before they take the place of the old ones; left there
+// if it is killed.
 constexpr const char *making_name = ".making";
 
-// Adds what lies in a directory and below it, but links and unfinished pages, to the pages' size and time. Returns whether
-// there is an index.html in it.
+// Adds what lies in a directory and below it, but links and unfinished pages, to the pages' size and
+// time. Returns whether there is an index.html in it.
 bool measure(int at, const std::string &path, PagesSurvey &pages, bool is_top)
 {
     bool has_index = false;

@@ -84,7 +84,7 @@ Removed a.example from the statistics; its pages stay in V/a.example/statistics/
 vhosts/system/a.example/logs/access_log.webstat
 vhosts/system/a.example/statistics/webstat/2024-05
 IndexMonths     5
-Removed b.example from the statistics; its pages stay in V/b.example/statistics/
+Removed b.example from the statistics
 $ mkdir panel/etc/awstats/awstats.a.example-https.conf; echo 7 >$V/a.example/conf/stat_ttl.conf; $A remove a.example || rmdir panel/etc/awstats/*https.conf; ls panel/etc/awstats; $A remove a.example; cat $V/a.example/conf/*
 statistics_admin: P/etc/awstats/awstats.a.example-https.conf: Is a directory
 awstats.a.example-http.conf
