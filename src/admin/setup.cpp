@@ -68,12 +68,11 @@ int setup_command(const std::vector<std::string> &words)
     Changes changes;
     make_configuration(changes);
     require_readable_configuration();
-    make_dir(changes, panel_path("admin/sbin"), 0755);
-    make_log_processor(changes);
-    for (const char *const path : {"etc/awstats", "var/awstats", "var/webalizer"}) {
+    for (const char *const path : {"admin/sbin", "etc/awstats", "var/awstats", "var/webalizer"}) {
         make_dir(changes, panel_path(path), 0755);
     }
     make_dir(changes, log_positions_dir(), 0700);
     make_dir(changes, domains_dir_path(), 0755);
+    make_log_processor(changes);
     return 0;
 }
