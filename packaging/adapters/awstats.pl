@@ -29,7 +29,7 @@ use Symbol qw(qualify_to_ref);
 use Adapter;
 
 my $request = qr{\b[A-Z]{3,}\s\S+\s+HTTP/\d};
-my $transfer = qr{^\w{3} \w{3} [ \d]\d [\d:]{8} \d{4} \d+ \S+ \d+ };
+my $transfer = qr{^\w{3} \w{3} [ \d]\d [\d:]{8} \d{4} \d+ \S+ \d+ |\b(?:RETR|STOR) |OK (?:DOWN|UP)LOAD};
 my $updater = 0;
 my $has_failed = 0;
 my $lock;

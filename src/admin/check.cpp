@@ -41,9 +41,10 @@ void count(const DomainSurvey &domain, Totals &totals)
 }
 
 // A directory that is gone may have been removed on purpose.
-void check_vanished(Checklist &checklist, const Surveyor &surveyor)
+void check_vanished(Checklist &checklist, const Surveyor &surveyor,
+                    const std::set<std::string> &vanished)
 {
-    for (const std::string &domain : surveyor.vanished_domains()) {
+    for (const std::string &domain : vanished) {
         if (look_at(surveyor.directory(), domain, AT_SYMLINK_NOFOLLOW).st_mode != 0) {
             const std::string path = domains_dir_path() + domain;
             checklist.begin_domain(domain);
@@ -63,10 +64,10 @@ void check_without_logs(Checklist &checklist, const std::set<std::string> &domai
         const std::string logs = logs_dir_path(domain_paths(domain));
         checklist.begin_domain(domain);
         checklist.add(ProblemKind::place, "has AWStats configurations, but no " + logs,
-                      (is_valid_domain_name(domain.c_str())
-                           ? "statistics_admin remove " + shell_quote(domain)
-                           : "remove them") +
-                          ", or install -d -m 750 " + shell_quote(logs));
+                      is_valid_domain_name(domain.c_str())
+                          ? "statistics_admin remove " + shell_quote(domain) +
+                                ", and add it again if it is to have statistics"
+                          : "remove them, or install -d -m 750 " + shell_quote(logs));
     }
 }
 
@@ -91,8 +92,9 @@ void check_domains(Checklist &checklist, Totals &totals)
             checklist.add(ProblemKind::place, error.what(), "look at it as root");
         }
     }
-    check_vanished(checklist, surveyor);
-    if (surveyor.domains().empty() && !surveyor.vanished_domains().empty()) {
+    const std::set<std::string> vanished = surveyor.vanished_domains();
+    check_vanished(checklist, surveyor, vanished);
+    if (surveyor.domains().empty() && !vanished.empty()) {
         checklist.begin_domain("");
         checklist.add(ProblemKind::place,
                       domains_dir_path() + " has no domains, though logs have been prepared before",

@@ -21,6 +21,9 @@ constexpr fsblkcnt_t full_percent = 1; // and less than the following is free
 constexpr fsblkcnt_t full_bytes = 1 << 30;
 constexpr fsfilcnt_t full_inodes = 10000;
 
+const char *const mend_of_link_to_nothing =
+    "mount or restore what it leads to; or, if that is gone for good, ";
+
 std::string make_command(const std::string &path, const char *mode)
 {
     return std::string("install -d -m ") + mode + " " + shell_quote(path);
@@ -55,9 +58,10 @@ bool Checklist::expect_kind(const std::string &path, const struct stat &found, c
         const std::string remove = "rm " + word + " && ";
         add(ProblemKind::place, path + " is a link in place of a directory",
             dir_exists(path.c_str())
-                ? remove + "mv " + target + " " + word + "; or, if others need that, " + remove +
-                      command + " && mount --bind " + target + " " + word
-                : remove + command);
+                ? "mount it there, in fstab too: " + remove + command + " && mount --bind " +
+                      target + " " + word + "; or, if nobody needs it elsewhere, " + remove +
+                      "mv " + target + " " + word
+                : mend_of_link_to_nothing + remove + command);
     } else if (!S_ISDIR(found.st_mode)) {
         add(ProblemKind::place, path + " is not a directory",
             "mv " + word + " " + shell_quote(path + ".old") + " && " + make_command(path, mode));
@@ -83,9 +87,12 @@ bool Checklist::expect_directory(const std::string &path, const struct stat &fou
 void Checklist::expect_shared_directory(const std::string &name, Written written, const char *mode)
 {
     const std::string path = without_slashes(name);
-    struct stat found = look_at(AT_FDCWD, path, 0);
-    if (found.st_mode == 0) {
-        found = look_at(AT_FDCWD, path, AT_SYMLINK_NOFOLLOW);
+    const struct stat found = look_at(AT_FDCWD, path, 0);
+    if (found.st_mode == 0 && is_there(path)) {
+        add(ProblemKind::place, path + " leads to nothing",
+            std::string(mend_of_link_to_nothing) + "rm " + shell_quote(path) + " && " +
+                make_command(path, mode));
+        return;
     }
     if (expect_kind(path, found, mode) && written == Written::yes) {
         expect_disk(path, found.st_dev);

@@ -97,12 +97,12 @@ void DomainChecks::check_webalizer_conf()
         const std::string other = awstats_conf_path(domain_.domain, log_sources[0].service);
         list_.add(ProblemKind::place,
                   other + " is there beside " + path + ": only Webalizer makes statistics",
-                  "rm " + shell_quote(other) + ", or, to have AWStats, rm " + shell_quote(path));
+                  "rm " + shell_quote(other) + "; or, to have AWStats, rm " + shell_quote(path));
     }
 }
 
-// Where a raw log is gone, its prepared one has stayed, unless all are gone. Nobody misses those of a
-// domain without a generator.
+// Where a raw log is gone, its prepared one has stayed, unless all are gone or it was removed, too.
+// Nobody misses those of a domain without a generator.
 void DomainChecks::check_logs()
 {
     const auto has_trace = [&](const LogSource &source) {
@@ -154,7 +154,8 @@ void DomainChecks::check_without_generator()
         list_.add(ProblemKind::no_generator,
                   "has AWStats configurations, but not the one that makes AWStats its generator: "
                   "every run deletes its records",
-                  "restore " + awstats_conf_path(domain_.domain, "http"));
+                  "restore " + awstats_conf_path(domain_.domain, "http") +
+                      ", or statistics_admin remove " + word + " and add it again");
     } else if (has_none_by_mistake) {
         const bool had_webalizer =
             has_webalizer_conf || look("statistics/webstat/webalizer.hist").st_mode != 0;

@@ -70,10 +70,11 @@ void LogChecks::check_position(const LogSource &source)
             check_unprepared(source, *position);
         }
     } catch (const std::runtime_error &error) {
-        list_.add(ProblemKind::position, error.what(),
-                  "restore it from a backup, or rm -r " + shell_quote(path) +
-                      ": the log is taken from its beginning then, and its generator passes "
-                      "over what it has counted");
+        list_.add(
+            ProblemKind::position, error.what(),
+            "restore it from a backup; or, to have the log taken from its beginning, of which "
+            "its generator passes over what it has counted, rm -r " +
+                shell_quote(path));
     }
 }
 

@@ -12,7 +12,7 @@ $ cd panel/var; rm -r ../etc/awstats awstats; ln -s none awstats; ln -sf none ..
 server: P/admin/sbin/statistics_log_processor: No such file or directory; mend: ln -sfn /bin/true P/admin/sbin/statistics_log_processor
 server: P/var/log_positions is not a directory; mend: mv P/var/log_positions P/var/log_positions.old && install -d -m 700 P/var/log_positions
 server: P/etc/awstats is missing; mend: install -d -m 755 P/etc/awstats
-server: P/var/awstats is a link in place of a directory; mend: rm P/var/awstats && install -d -m 755 P/var/awstats
+server: P/var/awstats leads to nothing; mend: mount or restore what it leads to; or, if that is gone for good, rm P/var/awstats && install -d -m 755 P/var/awstats
 $ printf 'WEB_STAT=x\nwebsatt /x\nDUMP_TMP_D /tmp \nPANEL_NAME x\nAWSTATS_D x\n' >>etc/zut/zut.conf; chmod 666 etc/zut/zut.conf
 server: etc/zut/zut.conf can be written to by others than root; mend: chmod go-w etc/zut/zut.conf
 server: etc/zut/zut.conf is not read as it stands: Invalid variable definition WEB_STAT=x  Expected a space after variable name; mend: write each line as a name, a blank and a value
@@ -36,14 +36,14 @@ w.example: V/w.example/logs/access_log leads to no\011ne, which is not there; me
 w.example: V/w.example/logs/xferlog is not a regular file; mend: mv V/w.example/logs/xferlog V/w.example/logs/xferlog.old, and have the server log to a file
 w.example: V/w.example/logs/xferlog.webstat is not a regular file; mend: mv V/w.example/logs/xferlog.webstat V/w.example/logs/xferlog.webstat.old
 $ cd $V/a.example/statistics; mv webstat x; ln -s x webstat; rmdir ftpstat; echo >ftpstat; echo >../logs/access_ssl_log
-a.example: V/a.example/statistics/webstat is a link in place of a directory; mend: rm V/a.example/statistics/webstat && mv V/a.example/statistics/x V/a.example/statistics/webstat; or, if others need that, rm V/a.example/statistics/webstat && install -d -m 755 V/a.example/statistics/webstat && mount --bind V/a.example/statistics/x V/a.example/statistics/webstat
+a.example: V/a.example/statistics/webstat is a link in place of a directory; mend: mount it there, in fstab too: rm V/a.example/statistics/webstat && install -d -m 755 V/a.example/statistics/webstat && mount --bind V/a.example/statistics/x V/a.example/statistics/webstat; or, if nobody needs it elsewhere, rm V/a.example/statistics/webstat && mv V/a.example/statistics/x V/a.example/statistics/webstat
 a.example: access_ssl_log has records, but there is no P/etc/awstats/awstats.a.example-https.conf; mend: write that file, or statistics_admin remove --force a.example && statistics_admin add a.example --generator awstats
 a.example: V/a.example/statistics/ftpstat is not a directory; mend: mv V/a.example/statistics/ftpstat V/a.example/statistics/ftpstat.old && install -d -m 755 V/a.example/statistics/ftpstat
 $ rm panel/etc/awstats/*http.conf; ln -s none $V/n.example/conf/webalizer.conf; echo >$V/n.example/logs/proxy_access_log; mv panel/etc/awstats/*ftp.conf panel/etc/awstats/awstats.g.example-ftp.conf; touch $PAGES/webalizer.hist $PAGES/index.html
 a.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add a.example --generator webalizer, or, if that is meant, statistics_admin remove a.example
 n.example: V/n.example/conf/webalizer.conf is a link that leads to no file; mend: restore that file, or rm V/n.example/conf/webalizer.conf
 n.example: has logs or pages, but no generator: every run deletes its records; mend: statistics_admin add n.example --generator webalizer, or, if that is meant, statistics_admin remove n.example
-g.example: has AWStats configurations, but no V/g.example/logs/; mend: statistics_admin remove g.example, or install -d -m 750 V/g.example/logs/
+g.example: has AWStats configurations, but no V/g.example/logs/; mend: statistics_admin remove g.example, and add it again if it is to have statistics
 $ mv $V/w.example w; ln -s $PWD/w $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; mkdir own own/up; chmod 777 own; echo >$V/w.example; mkdir panel/var/log_positions/g.example panel/var/log_positions/w.example; mv panel/var/webalizer own/up; ln -s $PWD/own/up/webalizer panel/var; $A list w_1 | grep -o w_1
 w_1
 server: @/own can be written to by others than root; mend: chmod go-w @/own
@@ -54,14 +54,14 @@ w_1: V/w_1/statistics/webstat is missing; mend: install -d -m 755 V/w_1/statisti
 w_1: xferlog has records, but there is no P/etc/awstats/awstats.w_1-anon_ftp.conf; mend: write that file
 v_1: has AWStats configurations, but no V/v_1/logs/; mend: remove them, or install -d -m 750 V/v_1/logs/
 $ rm panel/etc/awstats/*http.conf
-a.example: has AWStats configurations, but not the one that makes AWStats its generator: every run deletes its records; mend: restore P/etc/awstats/awstats.a.example-http.conf
+a.example: has AWStats configurations, but not the one that makes AWStats its generator: every run deletes its records; mend: restore P/etc/awstats/awstats.a.example-http.conf, or statistics_admin remove a.example and add it again
 $ known() { log=$V/$1/logs/$2; old="file inode 1 size 0 changed 0 taken 0 beginning - name old\n"; printf "statistics_log_processor position 1\nprepared 0\n${6-$old}file inode $(stat -c %i $log || echo 1) size $3 changed 0 taken $4 beginning $5 name $2\nend\n" >panel/var/log_positions/$1/$2; }; mkdir panel/var/log_positions/a.example panel/var/log_positions/w.example; printf half >$V/a.example/logs/access_log; touch -d yesterday $V/a.example/logs/access_log; known a.example access_log 4 0 - ''; for log in access_log proxy_access_log xferlog; do known w.example $log 0 0 - '' 2>&-; done; printf 'x [10/May/2024:23:00:00 +0200]\nx [13/May/2024:23:00:00 +0200]\n' >$V/w.example/logs/access_ssl_log; known w.example access_ssl_log 31 31 x; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/proxy_access_ssl_log; known w.example proxy_access_ssl_log 99 99 x ''; ln -s xferlog panel/var/log_positions/w.example/xferlog_regular; touch $V/w.example/logs/proxy_access_log.webstat $V/w.example/logs/proxy_access_log.1 $V/w.example/logs/xferlog_regular.webstat; echo 'x [13/May/2024:23:00:00 +0200]' >$V/w.example/logs/access_log; echo 'x [13/May/2024:23:00:00 +0200]' >$V/a.example/logs/access_log.webstat; echo 'Sun May 12 01:02:03 2024 1 x' >$V/w.example/logs/xferlog.webstat
 a.example: V/a.example/logs/access_log.webstat still holds 31 B of records, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock statistics_run --calculate-domain a.example tells why they are not taken in
 w.example: V/w.example/logs/access_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
 w.example: V/w.example/logs/access_ssl_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
 w.example: V/w.example/logs/proxy_access_ssl_log: 31 B are not prepared, the first of 2024-05-13 21:00; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock P/admin/sbin/statistics_log_processor tells why
 w.example: V/w.example/logs/xferlog is missing, and was not rotated; mend: have the server log to it, or rm P/var/log_positions/w.example/xferlog
-w.example: P/var/log_positions/w.example/xferlog_regular: not a position of this program; the lines of the log wait until it is restored or removed; mend: restore it from a backup, or rm -r P/var/log_positions/w.example/xferlog_regular: the log is taken from its beginning then, and its generator passes over what it has counted
+w.example: P/var/log_positions/w.example/xferlog_regular: not a position of this program; the lines of the log wait until it is restored or removed; mend: restore it from a backup; or, to have the log taken from its beginning, of which its generator passes over what it has counted, rm -r P/var/log_positions/w.example/xferlog_regular
 w.example: V/w.example/logs/xferlog.webstat still holds 29 B of records, the first of 2024-05-12 01:02; mend: install -d -m 700 lock_of_runs && flock lock_of_runs/lock statistics_run --calculate-domain w.example tells why they are not taken in
 $ cd panel/var/log_positions; mkdir n.example w.example; printf 'statistics_log_processor position 1\nprepared 0\nfile inode 1 size 0 changed 0 taken 0 beginning - name access_log\nend\n' | tee n.example/access_log >w.example/access_log
 w.example: V/w.example/logs/access_log is missing, and was not rotated; mend: have the server log to it, or rm P/var/log_positions/w.example/access_log
@@ -70,7 +70,7 @@ a.example: V/a.example/statistics/webstat/2024-04: the pages are missing or olde
 a.example: V/a.example/statistics/webstat/2024-05: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-05
 a.example: V/a.example/statistics/webstat/2014-01 has passed the time to live; mend: rm -r V/a.example/statistics/webstat/2014-01
 w.example: V/w.example/conf/webalizer.conf is not a regular file; mend: mv V/w.example/conf/webalizer.conf V/w.example/conf/webalizer.conf.old, and restore the file
-w.example: P/etc/awstats/awstats.w.example-http.conf is there beside V/w.example/conf/webalizer.conf: only Webalizer makes statistics; mend: rm P/etc/awstats/awstats.w.example-http.conf, or, to have AWStats, rm V/w.example/conf/webalizer.conf
+w.example: P/etc/awstats/awstats.w.example-http.conf is there beside V/w.example/conf/webalizer.conf: only Webalizer makes statistics; mend: rm P/etc/awstats/awstats.w.example-http.conf; or, to have AWStats, rm V/w.example/conf/webalizer.conf
 $ rm $PAGES/2024-*/index.html; touch -d 2024-04-01 panel/var/awstats/*042024*; ln -sfn 2024-04 $PAGES/current
 a.example: V/a.example/statistics/webstat/2024-05: the pages are missing or older than AWStats' data; mend: statistics_admin rebuild a.example --service http --month 2024-05
 a.example: V/a.example/statistics/webstat/current leads to 2024-04, not to 2024-05; mend: statistics_admin rebuild a.example --service http --month 2024-05
