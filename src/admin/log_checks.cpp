@@ -106,8 +106,8 @@ void LogChecks::check_unprepared(const LogSource &source, const LogPosition &pos
         list_.add(ProblemKind::waiting,
                   path + ": " + size_text(size - taken) + " are not prepared, the first of " +
                       time_text(since == -1 ? raw.st_mtime : since),
-                  under_run_lock(shell_quote(panel_path("admin/sbin/statistics_log_processor"))) +
-                      " tells why");
+                  "to see why, " + under_run_lock(shell_quote(
+                                       panel_path("admin/sbin/statistics_log_processor"))));
     }
 }
 
@@ -121,7 +121,7 @@ void LogChecks::check_prepared_log(const ServiceSurvey &service)
         list_.add(ProblemKind::waiting,
                   path + " still holds " + size_text(service.waiting.bytes) +
                       " of records, the first of " + time_text(service.waiting.since),
-                  under_run_lock("statistics_run --calculate-domain ") +
-                      shell_quote(domain_.domain) + " tells why they are not taken in");
+                  "to see why, " + under_run_lock("statistics_run --calculate-domain ") +
+                      shell_quote(domain_.domain));
     }
 }
