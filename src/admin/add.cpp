@@ -191,9 +191,10 @@ void require_new(const NewDomain &domain)
                       "; 'statistics_admin remove' takes it away");
     }
     const std::string stat_ttl = stat_ttl_path(domain);
-    if (domain.months != 0 && is_there(stat_ttl)) {
+    if (domain.months != 0 && is_there(stat_ttl) &&
+        read_stat_ttl(domain.paths.domain) != domain.months) {
         throw Refusal(stat_ttl +
-                      " is there already: leave out --months, or remove that file first");
+                      " says something else: leave out --months, or remove that file first");
     }
     for (const LogLink &link : domain.links) {
         boost::system::error_code error;

@@ -55,7 +55,7 @@ $ add a.example --generator webalizer
 a.example has a generator already: P/etc/awstats/awstats.a.example-http.conf; 'statistics_admin remove' takes it away
 )");
     expect_lines(R"(
-$ mkdir etc/zut/templates; mkfifo etc/zut/templates/awstats-ftp.conf; echo 5 >$V/n.example/conf/stat_ttl.conf; for words in '' ad add 'add x --generator y' 'add f.example --generator awstats' 'add $(seq -s. 72) --generator awstats --service http' 'add x --generator awstats --months 0' 'add x --generator awstats --log x=/y' 'add x --generator awstats --log xferlog=y' 'add x --generator webalizer --log xferlog=/y --log xferlog=/y' 'add n.example --generator webalizer --log access_log=$PWD/$V/n.example/logs/access_log' 'add n.example --generator webalizer --months 5' 'rebuild --month 5' 'rebuild --month 2024-05 --stale' 'rebuild n.example' remove 'remove q' 'list q' 'list -x' 'list --operand a.example'; do eval $A $words || echo $?; done 2>&1 | grep -vx -e 'statistics_admin: .*' -e 2
+$ mkdir etc/zut/templates; mkfifo etc/zut/templates/awstats-ftp.conf; echo 5 >$V/n.example/conf/stat_ttl.conf; for words in '' ad add 'add x --generator y' 'add f.example --generator awstats' 'add $(seq -s. 72) --generator awstats --service http' 'add x --generator awstats --months 0' 'add x --generator awstats --log x=/y' 'add x --generator awstats --log xferlog=y' 'add x --generator webalizer --log xferlog=/y --log xferlog=/y' 'add n.example --generator webalizer --log access_log=$PWD/$V/n.example/logs/access_log' 'add n.example --generator webalizer --months 6' 'rebuild --month 5' 'rebuild --month 2024-05 --stale' 'rebuild n.example' remove 'remove q' 'list q' 'list -x' 'list --operand a.example'; do eval $A $words || echo $?; done 2>&1 | grep -vx -e 'statistics_admin: .*' -e 2
 $ for deed in 'remove a.example' 'add n.example --generator webalizer' rebuild; do flock lock_of_runs/lock $A $deed || :; done 2>&1 | uniq -c; flock lock_of_runs/lock $A check
       3 statistics_admin: a run is going on (it holds lock_of_runs/lock); wait for its end
 A run is going on: what it has not come to yet shows as a problem.
@@ -78,7 +78,7 @@ statistics_admin: only root can do this
 TEST_F(Add, RemovesAndLists)
 {
     expect_lines(R"~(
-$ printf 'one\ntwo\n' >$V/a.example/logs/access_log.webstat; $A remove a.example || $A remove a.example --force; ls -d $PAGES/2024-05 $V/a.example/logs/access_log.webstat; $A check; echo 5 >$V/a.example/conf/stat_ttl.conf; $A add a.example --generator webalizer >&-; grep Index $V/a.example/conf/webalizer.conf; touch panel/etc/awstats/awstats.b.example-ftp.conf; $A remove b.example; ls panel/etc/awstats
+$ printf 'one\ntwo\n' >$V/a.example/logs/access_log.webstat; $A remove a.example || $A remove a.example --force; ls -d $PAGES/2024-05 $V/a.example/logs/access_log.webstat; $A check; echo 5 >$V/a.example/conf/stat_ttl.conf; $A add a.example --generator webalizer --months 5 >&-; grep Index $V/a.example/conf/webalizer.conf; touch panel/etc/awstats/awstats.b.example-ftp.conf; $A remove b.example; ls panel/etc/awstats
 statistics_admin: a.example: 2 records (8 bytes) wait in its prepared logs, which the next run would delete; start a run first, or use --force
 Removed a.example from the statistics; its pages stay in V/a.example/statistics/
 vhosts/system/a.example/logs/access_log.webstat
