@@ -144,8 +144,9 @@ sub is_complete {
 # If not, says why.
 sub is_ready {
     my ($new, $old) = @_;
-    return 1 if synced($new) && (!lstat($old) || !-f _ || is_given_to_owner($new, $old));
-    complain("cannot make $new ready: $!");
+    return 0 if !synced($new);
+    return 1 if !lstat($old) || !-f _ || is_given_to_owner($new, $old);
+    complain("cannot set the owner of $new: $!");
     return 0;
 }
 

@@ -64,7 +64,7 @@ bool Checklist::expect_kind(const std::string &path, const struct stat &found, c
                 : mend_of_link_to_nothing + remove + command);
     } else if (!S_ISDIR(found.st_mode)) {
         add(ProblemKind::place, path + " is not a directory",
-            "mv " + word + " " + shell_quote(path + ".old") + " && " + make_command(path, mode));
+            "mv " + word + " " + shell_quote(path + ".old") + " && " + command);
     } else {
         expect_owner(path, found);
         return true;

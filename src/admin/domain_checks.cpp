@@ -35,6 +35,7 @@ public:
 
 private:
     struct stat look(const std::string &path, int flags = AT_SYMLINK_NOFOLLOW) const;
+    bool has_domain_name() const { return is_valid_domain_name(domain_.domain.c_str()); }
     void expect_configuration(const std::string &path, const struct stat &found);
     std::string rebuild_command(const LogSource &source, Month month) const;
 
@@ -118,7 +119,7 @@ void DomainChecks::check_logs()
     }
 }
 
-// They keep others from their places.
+// In the place of a configuration, they make add refuse.
 void DomainChecks::check_links_to_nothing()
 {
     for (const std::string &path : generator_confs(paths_)) {
@@ -144,9 +145,9 @@ void DomainChecks::check_without_generator()
         has_something = has_something || logs_.has_records(source);
     }
     const bool has_webalizer_conf = look("conf/webalizer.conf").st_mode != 0;
-    const bool has_none_by_mistake =
+    const bool lacks_generator =
         has_something && look(std::string("conf/") + no_statistics_name).st_mode == 0;
-    if (has_webalizer_conf || has_configuration || has_none_by_mistake) {
+    if (has_webalizer_conf || has_configuration || lacks_generator) {
         check_links_to_nothing();
     }
     const std::string word = shell_quote(domain_.domain);
@@ -155,13 +156,15 @@ void DomainChecks::check_without_generator()
                   "has AWStats configurations, but not the one that makes AWStats its generator: "
                   "every run deletes its records",
                   "restore " + awstats_conf_path(domain_.domain, "http") +
-                      ", or statistics_admin remove " + word + " and add it again");
-    } else if (has_none_by_mistake) {
+                      (has_domain_name()
+                           ? ", or statistics_admin remove " + word + " and add it again"
+                           : ""));
+    } else if (lacks_generator) {
         const bool had_webalizer =
             has_webalizer_conf || look("statistics/webstat/webalizer.hist").st_mode != 0;
         list_.add(ProblemKind::no_generator,
                   "has logs or pages, but no generator: every run deletes its records",
-                  is_valid_domain_name(domain_.domain.c_str())
+                  has_domain_name()
                       ? "statistics_admin add " + word + " --generator " +
                             (had_webalizer ? "webalizer" : "awstats") +
                             ", or, if that is meant, statistics_admin remove " + word
@@ -183,7 +186,7 @@ void DomainChecks::check_unconfigured(const ServiceSurvey &service)
         list_.add(ProblemKind::no_configuration,
                   std::string(service.source->log_name) + " has records, but there is no " +
                       awstats_conf_path(domain_.domain, service.source->service),
-                  is_valid_domain_name(domain_.domain.c_str())
+                  has_domain_name()
                       ? "write that file, or statistics_admin remove --force " + word +
                             " && statistics_admin add " + word + " --generator awstats"
                       : "write that file");

@@ -27,8 +27,8 @@ Outcome prepare_logs()
 }
 
 // One log is rotated between a line that is taken and one that is not; of another one, which was
-// copied and truncated and lies behind a link, the prepared log is empty; the third one is new. Lines that the generators
-// take in lie below fed.
+// copied and truncated and lies behind a link, the prepared log is empty; the third one is new. Lines
+// that the generators take in lie below fed.
 void lay_out()
 {
     for (const char *const directory : {"v", "p", "fed", "raw"}) {

@@ -49,7 +49,8 @@ w_1
 server: @/own can be written to by others than root; mend: chmod go-w @/own
 w_1: has logs or pages, but no generator: every run deletes its records; mend: move it elsewhere, as its name is no domain name, or touch V/w_1/conf/no_statistics
 w.example: V/w.example is no directory, though its logs have been prepared before; mend: restore the directory, or what leads to it; or, if it is gone for good, rm V/w.example
-$ mv $V/w.example $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; touch panel/etc/awstats/awstats.v_1-http.conf panel/etc/awstats/awstats.w_1-http.conf
+$ mv $V/w.example $V/w_1; rm $V/w_1/conf/w*; echo >$V/w_1/logs/xferlog; cp -r $V/n.example $V/u_1; touch panel/etc/awstats/awstats.u_1-ftp.conf panel/etc/awstats/awstats.v_1-http.conf panel/etc/awstats/awstats.w_1-http.conf
+u_1: has AWStats configurations, but not the one that makes AWStats its generator: every run deletes its records; mend: restore P/etc/awstats/awstats.u_1-http.conf
 w_1: V/w_1/statistics/webstat is missing; mend: install -d -m 755 V/w_1/statistics/webstat
 w_1: xferlog has records, but there is no P/etc/awstats/awstats.w_1-anon_ftp.conf; mend: write that file
 v_1: has AWStats configurations, but no V/v_1/logs/; mend: remove them, or install -d -m 750 V/v_1/logs/

@@ -75,6 +75,8 @@ TEST_F(AwstatsAdapter, AnUpdateSucceedsOnlyWithItsDataOnTheDisk)
          "no line of the log"},
         {foreign + "3; $LogFile = 'ftp';\n" + update, "rename:error=EIO:when=2", 1, "a1.txt:old\n",
          "no line of the log"},
+        {foreign + "1; $LogFile = 'proftpd';\n" + update, "rename:error=EIO", 1, "a1.txt:old\n", "no line of the log"},
+        {foreign + "1; $LogFile = 'vsftpd';\n" + update, "rename:error=EIO", 1, "a1.txt:old\n", "no line of the log"},
         {foreign + "2; $LogFile = 'web';\n" + update, "rename:error=EIO:when=2", 0, "a1.txt:new\n",
          ""}, // of its last two
         {foreign + "3;\n", "rename:error=EIO", 1, "a1.txt:old\n", "no line of the log is in the format"},
@@ -84,6 +86,8 @@ TEST_F(AwstatsAdapter, AnUpdateSucceedsOnlyWithItsDataOnTheDisk)
         {script + "5", "fsync:error=EIO", 5, "a1.txt:new\n", ""},
     };
     write_file("web", "a 7 \"GET / HTTP/1.1\" 200\nprobe\nprobe\n");
+    write_file("proftpd", "a - b [01/Nov/2026:10:00:00 +0000] \"RETR /f\" 226 5\n");
+    write_file("vsftpd", "Sun Nov  1 10:00:00 2026 [pid 7] [b] OK DOWNLOAD: Client \"a\", \"/f\", 5 bytes\n");
     write_file("ftp", "Sun Nov  1 10:00:00 2026 1 a 5 /f b _ o a x ftp 0 * c\n");
     for (const auto &[program, fault, status, files, told] : rows) {
         write_stock(program);

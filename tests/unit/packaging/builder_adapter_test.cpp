@@ -56,10 +56,14 @@ TEST_F(BuilderAdapter, EndsThatAreFailures)
     };
     for (const auto &[ending, status, told, builder] : rows) {
         write_file("out dir/awstats.a-http.html", "old");
+        write_file("kept/page", "");
+        fs::create_symlink("../kept", "out dir/.making");
         const Outcome outcome = run(known_words, ending, builder);
         EXPECT_EQ(outcome.status, status) << ending;
         EXPECT_TRUE(contains(outcome.err, told));
-        EXPECT_EQ(run_script("cat 'out dir/'*; ls -A 'out dir'").out, "oldawstats.a-http.html\n") << ending;
+        EXPECT_EQ(run_script("rm -f 'out dir/.making'; cat 'out dir/'*; ls -A 'out dir' kept").out,
+                  "oldkept:\npage\n\nout dir:\nawstats.a-http.html\n")
+            << ending;
     }
     EXPECT_TRUE(contains(run("-dir out", made).err, "there is no -config\n"));
     EXPECT_TRUE(contains(run("-config", made).err, "-config has no value\n"));
